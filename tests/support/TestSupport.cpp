@@ -1,0 +1,59 @@
+#include "support/TestSupport.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+#include <unistd.h>
+
+#include <filesystem>
+
+namespace siutest {
+
+TempDir::TempDir() {
+    const char* base = std::getenv("TMPDIR");
+    std::string tmpl = std::string(base && *base ? base : "/tmp") + "/siutest.XXXXXX";
+    if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
+    dir = tmpl;
+}
+
+TempDir::~TempDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(dir, ec);
+}
+
+std::string TempDir::file(const std::string& name) const { return dir + "/" + name; }
+
+std::string TempDir::write(const std::string& name, const std::string& text) const {
+    std::string p = file(name);
+    std::ofstream out(p, std::ios::binary | std::ios::trunc);
+    out << text;
+    return p;
+}
+
+std::string uniqueName(const std::string& prefix) {
+    static std::atomic<unsigned> counter{0};
+    return prefix + "." + std::to_string(getpid()) + "." + std::to_string(counter++);
+}
+
+bool waitFor(const std::function<bool()>& cond, std::chrono::milliseconds timeout,
+             std::chrono::milliseconds step) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!cond()) {
+        if (std::chrono::steady_clock::now() >= deadline) return cond();
+        std::this_thread::sleep_for(step);
+    }
+    return true;
+}
+
+std::string readWholeFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+}  // namespace siutest

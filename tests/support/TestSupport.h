@@ -1,0 +1,40 @@
+#pragma once
+// Helpers for hermetic, parallel-safe tests.
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace siutest {
+
+// A fresh directory under $TMPDIR (or /tmp), removed with its contents on
+// destruction.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::string& path() const { return dir; }
+    // path() + "/" + name
+    std::string file(const std::string& name) const;
+    // Writes text to path()/name and returns the full path.
+    std::string write(const std::string& name, const std::string& text) const;
+
+private:
+    std::string dir;
+};
+
+// A name no other test process uses at the same time: prefix, pid and a
+// per-process counter. Safe for named semaphores, links and sockets.
+std::string uniqueName(const std::string& prefix);
+
+// Polls cond until it holds or the timeout expires; returns its last value.
+bool waitFor(const std::function<bool()>& cond,
+             std::chrono::milliseconds timeout = std::chrono::seconds(5),
+             std::chrono::milliseconds step = std::chrono::milliseconds(5));
+
+std::string readWholeFile(const std::string& path);
+
+}  // namespace siutest
