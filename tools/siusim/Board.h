@@ -26,6 +26,7 @@ constexpr unsigned kOutputs = 20;           // board outputs driven by "L"
 constexpr unsigned kMaxResetPosition = 18;  // "ZI" is the last reset command
 constexpr size_t kMaxReply = 200;           // longest get-sensor reply text
 constexpr size_t kMaxCommandText = 64;      // longest get-sensor command name
+constexpr size_t kMaxText = 200;            // longest version or remote-power-cycle reply
 
 bool isHexText(const std::string& text);
 

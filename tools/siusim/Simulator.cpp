@@ -228,12 +228,10 @@ std::string Simulator::control(const std::string& line) {
         if (ok && on <= 1 && board.setFlag(w[1], pos, mask, on == 1)) return "OK";
         return "ERR set-flag CMD POS MASK 0|1: no such command or digit, or MASK not 1..15";
     }
-    if (c == "set-version" && w.size() > 1) {
-        board.setVersion(restOfLine(line));
-        return "OK";
-    }
-    if (c == "set-remote-reply" && w.size() > 1) {
-        board.setRemoteReply(restOfLine(line));
+    const std::string text = restOfLine(line);
+    if ((c == "set-version" || c == "set-remote-reply") && w.size() > 1) {
+        if (text.size() > kMaxText) return "ERR the text is longer than 200 characters";
+        c == "set-version" ? board.setVersion(text) : board.setRemoteReply(text);
         return "OK";
     }
     if (c == "fault") {
