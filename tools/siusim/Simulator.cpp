@@ -68,10 +68,9 @@ bool Simulator::setUp() {
         error = claimLinkPath(opts.link, socketPath);
         ok = error.empty();
     }
-    // The link comes last: once it is there the simulator is ready, signals
-    // included.
-    ok = ok && installSignals(error) && pty.open(error) && server.listen(socketPath, error) &&
-         pointLink(opts.link, pty.devicePath(), error);
+    // The control socket comes last: once it answers, the line is ready.
+    ok = ok && installSignals(error) && pty.open(error) &&
+         pointLink(opts.link, pty.devicePath(), error) && server.listen(socketPath, error);
     if (!ok) {
         std::fprintf(stderr, "siusim: %s\n", error.c_str());
         return false;
@@ -85,6 +84,7 @@ bool Simulator::setUp() {
 
 int Simulator::run() {
     if (!setUp()) {
+        releaseLink(opts.link, pty.devicePath());
         server.close();
         return 1;
     }

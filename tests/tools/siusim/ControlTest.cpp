@@ -148,20 +148,11 @@ TEST(Lifecycle, ReplacesTheStaleLinkOfASimulatorThatDied) {
     kill(dead.pid(), SIGKILL);
     dead.waitExit();
     ASSERT_TRUE(exists(dead.link()));
-    // The same path again, as a restarted simulator would use it.
-    const std::string link = dead.link();
-    const pid_t pid = fork();
-    if (pid == 0) {
-        execl(SIUSIM_EXE, SIUSIM_EXE, "--link", link.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    ASSERT_TRUE(siutest::waitFor([&] {
-        return runSiusim({"--control", link, "ping"}).status == 0;
-    }));
-    EXPECT_EQ(0, runSiusim({"--control", link, "quit"}).status);
-    int status = 0;
-    ASSERT_TRUE(siutest::waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
-    EXPECT_FALSE(exists(link));
+    Sim again(Wire::Direct, {}, dead.link());
+    again.expectReply("V", "VSIUSIM 1.0");
+    EXPECT_EQ("OK", again.control("quit"));
+    EXPECT_EQ(0, again.waitExit());
+    EXPECT_FALSE(exists(dead.link()));
 }
 
 TEST(CommandLine, ExplainsItselfAndRefusesBadOptions) {

@@ -86,14 +86,13 @@ Bytes boardAnswer(Wire w, const std::string& data) {
     return f;
 }
 
-Sim::Sim(Wire w, std::vector<std::string> extra) : protocol(w) {
-    linkPath = tmp.file("line");
+Sim::Sim(Wire w, std::vector<std::string> extra, const std::string& link)
+    : linkPath(link.empty() ? tmp.file("line") : link), protocol(w) {
     std::vector<std::string> args = {"--link", linkPath, "--protocol",
                                      w == Wire::Direct ? "direto" : "485"};
     args.insert(args.end(), extra.begin(), extra.end());
     child = spawn(args, tmp.file("siusim.out"));
-    struct stat st {};
-    if (!siutest::waitFor([&] { return lstat(linkPath.c_str(), &st) == 0; }, 5s))
+    if (!siutest::waitFor([&] { return control("ping") == "OK"; }, 5s))
         throw std::runtime_error("siusim did not come up: " +
                                  siutest::readWholeFile(tmp.file("siusim.out")));
     reopenLine();

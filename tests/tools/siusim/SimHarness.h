@@ -27,14 +27,15 @@ std::string wireName(const ::testing::TestParamInfo<Wire>& info);
 Bytes hostFrame(Wire w, const std::string& command);
 // What a correct board sends back: ACK and the response frame for data.
 Bytes boardAnswer(Wire w, const std::string& data);
-Bytes bytesOf(const std::string& s);
 std::string hex(const Bytes& b);
 
 class Sim {
 public:
-    // Starts siusim --link <temp>/line plus extra; waits until the link is
-    // there and opens it as the host would.
-    explicit Sim(Wire w = Wire::Direct, std::vector<std::string> extra = {});
+    // Starts siusim --link <link> plus extra (the link defaults to a fresh
+    // temporary path); waits until it answers and opens the line as the host
+    // would.
+    explicit Sim(Wire w = Wire::Direct, std::vector<std::string> extra = {},
+                 const std::string& link = "");
     ~Sim();
     Sim(const Sim&) = delete;
     Sim& operator=(const Sim&) = delete;
@@ -43,7 +44,6 @@ public:
     const siutest::TempDir& dir() const { return tmp; }
     pid_t pid() const { return child; }
     int fd() const { return lineFd; }
-    Wire wire() const { return protocol; }
 
     // One control command over the socket; its one-line answer.
     std::string control(const std::string& line) const;
