@@ -57,3 +57,16 @@ std::string readWholeFile(const std::string& path) {
 }
 
 }  // namespace siutest
+
+#include <cstring>
+
+#include "common/Utils.h"
+
+namespace siutest {
+void setModuleDirectory(const std::string& dir) {
+    std::string d = dir;
+    if (d.empty() || d.back() != '/') d += '/';
+    std::memset(modulePath, 0, sizeof modulePath);
+    std::strncpy(modulePath, d.c_str(), sizeof modulePath - 1);
+}
+}  // namespace siutest

@@ -38,3 +38,9 @@ bool waitFor(const std::function<bool()>& cond,
 std::string readWholeFile(const std::string& path);
 
 }  // namespace siutest
+
+namespace siutest {
+// Points the library's module directory (where it looks for its INI file and
+// Log.so) at dir; a trailing "/" is added when missing.
+void setModuleDirectory(const std::string& dir);
+}  // namespace siutest
