@@ -13,8 +13,8 @@
 
 namespace siutest {
 
-TempDir::TempDir() {
-    const char* base = std::getenv("TMPDIR");
+TempDir::TempDir(const char* base) {
+    if (base == nullptr || access(base, W_OK) != 0) base = std::getenv("TMPDIR");
     std::string tmpl = std::string(base && *base ? base : "/tmp") + "/siutest.XXXXXX";
     if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
     dir = tmpl;
@@ -56,4 +56,17 @@ std::string readWholeFile(const std::string& path) {
     return ss.str();
 }
 
+}  // namespace siutest
+
+#include <cstring>
+
+#include "common/Utils.h"
+
+namespace siutest {
+void setModuleDirectory(const std::string& dir) {
+    std::string d = dir;
+    if (d.empty() || d.back() != '/') d += '/';
+    std::memset(modulePath, 0, sizeof modulePath);
+    std::strncpy(modulePath, d.c_str(), sizeof modulePath - 1);
+}
 }  // namespace siutest

@@ -8,10 +8,12 @@
 namespace siutest {
 
 // A fresh directory under $TMPDIR (or /tmp), removed with its contents on
-// destruction.
+// destruction. A test that renames or syncs many files may ask for a base in
+// memory (TempDir::inMemory()); when that is not writable, the default holds.
 class TempDir {
 public:
-    TempDir();
+    explicit TempDir(const char* base = nullptr);
+    static const char* inMemory() { return "/dev/shm"; }
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
@@ -37,4 +39,10 @@ bool waitFor(const std::function<bool()>& cond,
 
 std::string readWholeFile(const std::string& path);
 
+}  // namespace siutest
+
+namespace siutest {
+// Points the library's module directory (where it looks for its INI file and
+// Log.so) at dir; a trailing "/" is added when missing.
+void setModuleDirectory(const std::string& dir);
 }  // namespace siutest
