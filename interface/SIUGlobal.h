@@ -123,6 +123,7 @@ static_assert(SIU_ERR_CMD_NOT_IMPLEMENTED == ERR_CMD_NOT_IMPLEMENTED);
 static_assert(SIU_ERR_CMD_INVALID_PARAMETER == ERR_CMD_INVALID_PARAMETER);
 static_assert(SIU_ERR_CMD_NOT_SUPPORTED == ERR_CMD_NOT_SUPPORTED);
 static_assert(SIU_ERR_TRP_PORT_NOT_OPENED == ERR_TRP_PORT_NOT_OPENED);
+static_assert(SIU_ERR_DEV_LINK_NOT_OPEN == ERR_DEV_LINK_NOT_OPEN);
 
 // The records are the layout applications were built against.
 static_assert(sizeof(st_cmd_reset_remoto) == 12);
