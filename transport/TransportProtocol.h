@@ -100,6 +100,13 @@ protected:
     // and no semaphore: lets the exchanges run against any CommBase.
     TransportProtocol(Log* log, const uart_config_s& lineConfig, std::unique_ptr<CommBase> port);
 
+    // One line into the service's log at an eLogLevel; nothing without a log.
+    void logPrintf(int level, const char* caller, const char* fmt, ...)
+        __attribute__((format(printf, 4, 5)));
+    // The label followed by a dump of len bytes.
+    void logHex(int level, const char* caller, const char* label, const unsigned char* data,
+                int len);
+
     struct ShmDetach {
         void operator()(int* slot) const;
     };
