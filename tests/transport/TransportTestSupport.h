@@ -107,8 +107,8 @@ inline void eraseKey(Keys& keys, const std::string& key) {
 }
 
 inline void writeIni(const siutest::StandinLog& lib, const Keys& keys) {
-    std::ofstream ini(lib.directory() + "/NorvaSensorBoard.ini", std::ios::trunc);
-    ini << "[SIU]\nLogGenerate=YES\nLogName=transport\nLogPath=" << lib.directory() << "\n";
+    std::ofstream ini(lib.tempDir().path() + "/NorvaSensorBoard.ini", std::ios::trunc);
+    ini << "[SIU]\nLogGenerate=YES\nLogName=transport\nLogPath=" << lib.tempDir().path() << "\n";
     for (const auto& kv : keys) ini << kv.first << "=" << kv.second << "\n";
 }
 
