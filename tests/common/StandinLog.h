@@ -51,7 +51,7 @@ public:
     StandinLog& operator=(const StandinLog&) = delete;
 
     int loadResult() const { return loaded; }
-    const std::string& directory() const { return dir.path(); }
+    const TempDir& tempDir() const { return dir; }
 
     // Every call recorded since the last clear(), in order.
     std::vector<Call> calls() const {

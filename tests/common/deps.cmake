@@ -8,7 +8,7 @@ foreach(variant full old sessions)
   set_target_properties(log_standin_${variant} PROPERTIES
     LIBRARY_OUTPUT_DIRECTORY ${log_standin_dir}
     C_VISIBILITY_PRESET hidden)
-  target_link_libraries(log_standin_${variant} PRIVATE siu_warnings Threads::Threads)
+  target_link_libraries(log_standin_${variant} PRIVATE siu_warnings)
   add_dependencies(${exe_name} log_standin_${variant})
   string(TOUPPER ${variant} upper)
   target_compile_definitions(${exe_name} PRIVATE
