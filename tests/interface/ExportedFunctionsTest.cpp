@@ -29,8 +29,11 @@ protected:
                 std::memcpy(pair, in, sizeof pair);
             } else if (cmd == CMD_SET_SENSOR_MOTION_TIME || cmd == CMD_SET_BUZZER) {
                 pair[0] = *static_cast<unsigned int*>(in);
+            } else if (cmd == CMD_GET_SENSOR_STATUS || cmd == CMD_RESET_SENSOR_STATUS) {
+                status = *static_cast<st_cmd_sensor_status*>(in);
             } else if (cmd == CMD_GET_DEVICE_INFO) {
-                *static_cast<st_cmd_get_device_info*>(in)->eprom_version = new char[3]{'V', '1', 0};
+                info = *static_cast<st_cmd_get_device_info*>(in);
+                *info.eprom_version = new char[3]{'V', '1', 0};
             } else if (cmd == CMD_RESET_REMOTO) {
                 auto* record = static_cast<st_cmd_reset_remoto*>(in);
                 pair[0] = record->TimerToOff;
@@ -48,6 +51,9 @@ protected:
     int lastCmd = -1;
     void* lastInput = nullptr;
     uint32_t pair[2] = {0, 0};
+    // Records live on the exported function's stack: kept as copies.
+    st_cmd_sensor_status status{};
+    st_cmd_get_device_info info{};
     const char* remotoAnswer = "OK12";
     int remotoResult = SUCCESS;
 };
@@ -81,10 +87,9 @@ TEST_F(ExportedFunctions, PassTheirArgumentsToTheDevice) {
     EXPECT_EQ(CMD_RESET_SENSOR_STATUS, lastCmd);
     EXPECT_EQ(SUCCESS, SIU_GetSensorStatus(idx, a[0], a[1], a[2], a[3], a[4], a[5], a[6]));
     EXPECT_EQ(CMD_GET_SENSOR_STATUS, lastCmd);
-    const auto* status = static_cast<const st_cmd_sensor_status*>(lastInput);
-    EXPECT_EQ(a[0], status->door);
-    EXPECT_EQ(a[5], status->sensor_cass);
-    EXPECT_EQ(a[6], status->vendor);
+    EXPECT_EQ(a[0], status.door);
+    EXPECT_EQ(a[5], status.sensor_cass);
+    EXPECT_EQ(a[6], status.vendor);
 }
 
 TEST_F(ExportedFunctions, HandOutTheVersionTextForSIU_freeBufferToRelease) {
@@ -93,10 +98,10 @@ TEST_F(ExportedFunctions, HandOutTheVersionTextForSIU_freeBufferToRelease) {
     EXPECT_EQ(SUCCESS, SIU_GetDeviceInfo(idx, &version, &w[0], &w[1], &w[2], &w[3], &w[4], &w[5],
                                          &w[6], &w[7], &w[8], &w[9], &w[10], &w[11], &w[12], &w[13],
                                          &w[14], &w[15]));
-    const auto* info = static_cast<const st_cmd_get_device_info*>(lastInput);
-    EXPECT_EQ(&w[0], info->caps_door);
-    EXPECT_EQ(&w[13], info->reserved_6);
-    EXPECT_EQ(&w[15], info->reserved_7);
+    EXPECT_EQ(&version, info.eprom_version);
+    EXPECT_EQ(&w[0], info.caps_door);
+    EXPECT_EQ(&w[13], info.reserved_6);
+    EXPECT_EQ(&w[15], info.reserved_7);
     ASSERT_STREQ("V1", version);
 
     auto buffer = reinterpret_cast<unsigned char**>(&version);
