@@ -15,6 +15,10 @@ bool isModelZT(const char* name) {
     return name != nullptr && std::strcmp(name, deviceModelZT) == 0;
 }
 
+// This build has no sensor board device yet, so "ZT" finds no device
+// (ERR_MGR_DEVICE_NOT_FOUND). Once it exists this returns
+// new BLDeviceZT(params); allocation failures throw and become
+// ERR_MGR_INTERNAL_ERROR below.
 BLDevice* newDeviceZT(void* /*params*/) {
     return nullptr;
 }
