@@ -1,13 +1,13 @@
 #pragma once
 // Vocabulary shared by every layer: the command codes on which each layer
-// dispatches, their printable names, the command records that carry a call's
-// arguments down to the device, and the construction record handed down a
-// service's object chain. The value sets (NORVA_SIU_...) are the application's
-// own and come from the public header.
+// dispatches, their printable names and the command records that carry a
+// call's arguments down to the device. The value sets (NORVA_SIU_...) are the
+// application's own and come from the public header.
 
 #include <cstdint>
 
 #include "interface/NorvaSIU.h"
+#include "manager/ConstructParams.h"
 #include "manager/Global.h"
 
 enum enum_commands : int {
@@ -85,14 +85,6 @@ typedef struct st_cmd_reset_remoto {
     uint32_t TimerToOn;
     unsigned char REspResetSensores[4];
 } st_cmd_reset_remoto;
-
-// Handed to every constructor of a service's chain (client, device, codec,
-// protocols): the service's Configuration and Log, which the receivers use
-// but do not own. Lives on the stack for the construction call only.
-typedef struct st_constructParams {
-    void* pCfg;
-    void* pLog;
-} st_constructParams;
 
 // The result codes the public header offers applications are the codes the
 // library returns.
