@@ -22,6 +22,14 @@ const uint64_t DEFAULT_INTERVAL_MS = 500;
 // Consecutive empty reads after which the board counts as silent.
 const unsigned int MAX_EMPTY_READS = 5;
 
+// The tick that stamps a command. The clock counts whole milliseconds, so a
+// stamp taken late in a millisecond would shorten the next pause by up to one
+// millisecond; stamping the next tick keeps every pause at least as long as
+// the interval.
+uint64_t commandStamp() {
+    return GetMonotonicTickMs() + 1;
+}
+
 }  // namespace
 
 int TransportProtocol::protocolNorvaDireto(int /*cmd*/, unsigned char* send, int len,
@@ -38,7 +46,7 @@ int TransportProtocol::protocolNorvaDireto(int /*cmd*/, unsigned char* send, int
     // the first command, which therefore waits the full interval too.
     const uint64_t interval = bIntervalSetted ? intervalBetweenCommands : DEFAULT_INTERVAL_MS;
     uint64_t now = GetMonotonicTickMs();
-    if (ullL1_LastCommand == 0) ullL1_LastCommand = now;
+    if (ullL1_LastCommand == 0) ullL1_LastCommand = commandStamp();
     for (uint64_t elapsed; (elapsed = TickElapsedMs(ullL1_LastCommand, now)) < interval;) {
         const uint64_t remaining = interval - elapsed;
         const unsigned int pause =
@@ -166,7 +174,7 @@ int TransportProtocol::protocolNorvaDireto(int /*cmd*/, unsigned char* send, int
     // A protocol error leaves the pacing clock alone and is not acknowledged.
     if (error != 0) return error;
 
-    ullL1_LastCommand = GetMonotonicTickMs();
+    ullL1_LastCommand = commandStamp();
     if (state != FINISHED) {
         logPrintf(ERR, CALLER, "Timeout failure !!!");
         return ERR_SER_TIMEOUT;

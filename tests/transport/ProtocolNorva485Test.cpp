@@ -5,6 +5,7 @@
 
 #include "manager/Global.h"
 #include "tests/transport/ScriptedPort.h"
+#include "tests/transport/SimulatedBoard.h"
 
 using siutest::LinkUnderTest;
 using siutest::ScriptedPort;
@@ -188,4 +189,36 @@ TEST(Norva485Exchange, RefusesCommandsThatDoNotFitTheFrame) {
     EXPECT_EQ(r.run(std::string(995, 'x')), ERR_SER_INVALID_SIZE);
     EXPECT_TRUE(r.port->writes.empty());
     EXPECT_EQ(r.link.protocolNorva485(0, nullptr, 1, nullptr, nullptr), ERR_GEN_INVALID_POINTER);
+}
+
+TEST(Norva485OverALine, ExchangesWithTheSimulatedBoardThroughEachFault) {
+    siutest::SimulatedBoard board("485");
+    ASSERT_EQ(board.control("set-reply 1 2").substr(0, 2), "OK");
+    LinkUnderTest link(std::make_unique<CommUart>(), 100, 100);
+    ASSERT_EQ(link.openSerial(board.link(), 115200), 0);
+
+    const struct {
+        const char* fault;
+        int expected;
+    } cases[] = {{"none", 0},
+                 {"no-ack", 0},
+                 {"noise", 0},
+                 {"nack 2", 0},
+                 {"bad-bcc 2", 0},
+                 {"nack 3", ERR_CMD_NOT_SUPPORTED},
+                 {"bad-bcc 3", ERR_CMD_NOT_SUPPORTED},
+                 {"silent", ERR_SER_TIMEOUT}};
+    for (const auto& c : cases) {
+        ASSERT_EQ(board.control(std::string("fault ") + c.fault).substr(0, 2), "OK");
+        std::string reply;
+        EXPECT_EQ(link.exchange(true, "1", &reply), c.expected) << c.fault;
+        EXPECT_EQ(reply, c.expected == 0 ? std::string("12\0", 3) : "") << c.fault;
+        board.control("fault none");
+        link.port()->Flush(5);
+    }
+    unsigned char lights[] = {'L', '1', '2'};
+    unsigned char* untouched = nullptr;
+    EXPECT_EQ(link.protocolNorva485(0, lights, 3, &untouched, nullptr), 0);
+    EXPECT_EQ(untouched, nullptr);
+    EXPECT_EQ(board.control("outputs").substr(0, 13), "OK leds=12000");
 }

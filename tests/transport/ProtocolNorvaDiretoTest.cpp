@@ -5,6 +5,7 @@
 
 #include "manager/Global.h"
 #include "tests/transport/ScriptedPort.h"
+#include "tests/transport/SimulatedBoard.h"
 
 using siutest::LinkUnderTest;
 using siutest::ScriptedPort;
@@ -190,4 +191,44 @@ TEST(NorvaDiretoPacing, DoesNotWaitWhenTheIntervalIsZero) {
         ASSERT_EQ(d.run("AB", false), 0);
     }
     EXPECT_LT(GetMonotonicTickMs() - start, 2000u);
+}
+
+TEST(NorvaDiretoOverALine, ExchangesWithTheSimulatedBoardThroughEachFault) {
+    siutest::SimulatedBoard board("direto");
+    ASSERT_EQ(board.control("set-reply 1 2").substr(0, 2), "OK");
+    LinkUnderTest link(std::make_unique<CommUart>(), 100);
+    ASSERT_EQ(link.openSerial(board.link(), 115200), 0);
+
+    const struct {
+        const char* fault;
+        int expected;
+    } cases[] = {{"none", 0},
+                 {"nack", ERR_SER_NACK},
+                 {"no-ack", 0},
+                 {"noise", 0},
+                 {"bad-bcc", ERR_SER_BCC_WRONG},
+                 {"silent", ERR_SER_TIMEOUT},
+                 {"garbage", ERR_SER_ACK}};
+    for (const auto& c : cases) {
+        ASSERT_EQ(board.control(std::string("fault ") + c.fault).substr(0, 2), "OK");
+        std::string reply;
+        EXPECT_EQ(link.exchange(false, "1", &reply), c.expected) << c.fault;
+        EXPECT_EQ(reply, c.expected == 0 ? "12" : "") << c.fault;
+        link.port()->Flush(5);
+    }
+    auto heard = board.records();
+    ASSERT_EQ(heard.size(), 7u);
+    EXPECT_EQ(heard[0].second, "1");
+}
+
+TEST(NorvaDiretoPacing, KeepsHalfASecondBetweenCommandsByDefault) {
+    siutest::SimulatedBoard board("direto");
+    LinkUnderTest link(std::make_unique<CommUart>(), 100);
+    ASSERT_EQ(link.openSerial(board.link(), 115200), 0);
+    link.useDefaultInterval();
+    ASSERT_EQ(link.exchange(false, "L1"), 0);
+    ASSERT_EQ(link.exchange(false, "L1"), 0);
+    auto heard = board.records();
+    ASSERT_EQ(heard.size(), 2u);
+    EXPECT_GE(heard[1].first - heard[0].first, 500.0);
 }

@@ -85,6 +85,22 @@ public:
         return comm->Open(&uart_config);
     }
     uart_config_s& line() { return uart_config; }
+    // One exchange of command by either framing; what was handed over (with
+    // the RS-485 terminator) replaces *reply.
+    int exchange(bool rs485, std::string command, std::string* reply = nullptr) {
+        unsigned char* data = reinterpret_cast<unsigned char*>(&command[0]);
+        int size = static_cast<int>(command.size());
+        unsigned char* got = nullptr;
+        int gotLen = 0;
+        int rc = rs485 ? protocolNorva485(0, data, size, &got, &gotLen)
+                       : protocolNorvaDireto(0, data, size, &got, &gotLen);
+        if (reply != nullptr) {
+            reply->clear();
+            if (got != nullptr) reply->assign(got, got + gotLen + (rs485 ? 1 : 0));
+        }
+        delete[] got;
+        return rc;
+    }
     CommBase* port() { return comm.get(); }
 
 private:
