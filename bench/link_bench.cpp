@@ -1,0 +1,75 @@
+// Exchanges per second over a pty against the board simulator, for both
+// framings, with no pause between commands; and at 9600 baud, the time of an
+// exchange beside the time its bytes take on the wire (10 bits a byte).
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+
+#include "tests/transport/ScriptedPort.h"
+#include "tests/transport/SimulatedBoard.h"
+
+namespace {
+
+using siutest::LinkUnderTest;
+using siutest::SimulatedBoard;
+
+// The command and its reply data (the board repeats the command letter).
+const std::string COMMAND = "1";
+const std::string REPLY = "2";
+
+// Bytes on the wire for one exchange of COMMAND: the command frame, the
+// board's ACK and reply frame, the host's final ACK.
+int wireBytes(bool rs485) {
+    const int data = static_cast<int>(COMMAND.size());
+    const int reply = 1 + static_cast<int>(REPLY.size());
+    return rs485 ? (4 + data + 2) + 1 + (4 + reply + 2) + 1
+                 : (1 + data + 2) + 1 + (1 + reply + 2) + 1;
+}
+
+void runExchanges(benchmark::State& state, bool rs485, const std::vector<std::string>& extra) {
+    SimulatedBoard board(rs485 ? "485" : "direto", extra);
+    board.control("set-reply " + COMMAND + " " + REPLY);
+    LinkUnderTest link(std::make_unique<CommUart>(), 50, 50);
+    if (link.openSerial(board.link(), 115200) != 0) {
+        state.SkipWithError("cannot open the simulator's line");
+        return;
+    }
+    std::string reply;
+    for (auto _ : state) {
+        if (link.exchange(rs485, COMMAND, &reply) != 0) {
+            state.SkipWithError("exchange failed");
+            return;
+        }
+    }
+    state.counters["exchanges/s"] =
+        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+void BM_Exchange(benchmark::State& state) {
+    runExchanges(state, state.range(0) != 0, {});
+}
+BENCHMARK(BM_Exchange)
+    ->ArgName("rs485")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+
+void BM_ExchangeAt9600(benchmark::State& state) {
+    const bool rs485 = state.range(0) != 0;
+    runExchanges(state, rs485, {"--baud", "9600"});
+    state.counters["wire_ms"] = wireBytes(rs485) * 10 * 1000.0 / 9600;
+}
+BENCHMARK(BM_ExchangeAt9600)
+    ->ArgName("rs485")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(2.0);
+
+}  // namespace
+
+BENCHMARK_MAIN();
