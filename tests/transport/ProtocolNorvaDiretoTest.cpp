@@ -1,5 +1,6 @@
-// The point-to-point exchange against a scripted board: every outcome, the
-// limits on silence and on length, and the pacing between commands.
+// The point-to-point exchange against a scripted board (every outcome, the
+// limits on silence and on length) and against the simulated board on a pty
+// (each fault it can inject, and the pause between commands).
 
 #include <gtest/gtest.h>
 
@@ -8,81 +9,40 @@
 #include "tests/transport/SimulatedBoard.h"
 
 using siutest::LinkUnderTest;
+using siutest::ScriptedLink;
 using siutest::ScriptedPort;
 
 namespace {
 
-const std::string FRAME_AB =
-    "\x02"
-    "AB\x03\x02";
+const std::string FRAME_AB = std::string("\x02") + "AB\x03\x02";
 const std::string ACK = "\x06";
-
-struct Direto {
-    explicit Direto(int rxTimeoutMs = 1000)
-        : port(new ScriptedPort), link(std::unique_ptr<CommBase>(port), rxTimeoutMs) {}
-
-    int run(std::string command = "AB", bool withReply = true) {
-        unsigned char* data = reinterpret_cast<unsigned char*>(&command[0]);
-        unsigned char* received = reinterpret_cast<unsigned char*>(1);
-        replyLen = -1;
-        int rc = link.protocolNorvaDireto(7, data, static_cast<int>(command.size()),
-                                          withReply ? &received : nullptr, &replyLen);
-        replyNull = received == nullptr;
-        if (withReply && received != nullptr) reply.assign(received, received + replyLen);
-        if (withReply) delete[] received;
-        return rc;
-    }
-
-    ScriptedPort* port;
-    LinkUnderTest link;
-    std::string reply;
-    int replyLen = -1;
-    bool replyNull = false;
-};
+const std::string REPLY_12 = std::string("\x02") + "12\x03\x02";
+const int S = ScriptedPort::SILENCE;
 
 }  // namespace
 
-TEST(NorvaDiretoExchange, HandsOverTheReplyAndAcknowledgesIt) {
-    for (const std::string& answer : {ACK + "\x02"
-                                            "12\x03\x02",
-                                      std::string("\x02"
-                                                  "12\x03\x02")}) {
-        Direto d;
-        d.port->answer(answer);
-        EXPECT_EQ(d.run(), 0);
-        EXPECT_EQ(d.reply, "12");
-        EXPECT_EQ(d.replyLen, 2);
-        EXPECT_EQ(d.port->writes, (std::vector<std::string>{FRAME_AB, ACK}));
-        EXPECT_EQ(d.port->flushes, std::vector<unsigned char>{5});
+TEST(NorvaDiretoExchange, HandsOverTheReplyWithOrWithoutAckAndAcknowledgesIt) {
+    // Noise before the ACK is skipped.
+    for (const std::string& answer : {ACK + REPLY_12, REPLY_12, "\x41\x7f" + ACK + REPLY_12}) {
+        ScriptedLink s;
+        s.port->answer(answer);
+        std::string reply;
+        EXPECT_EQ(s.link.exchange(false, "AB", &reply), 0);
+        EXPECT_EQ(reply, "12");
+        EXPECT_EQ(s.port->writes, (std::vector<std::string>{FRAME_AB, ACK}));
+        EXPECT_EQ(s.port->flushes, std::vector<unsigned char>{5});
     }
 }
 
 TEST(NorvaDiretoExchange, EndsACommandWithoutReplyAtTheAck) {
-    Direto d;
-    d.port->answer(ACK +
-                   "\x02"
-                   "12\x03\x02");
-    EXPECT_EQ(d.run("AB", false), 0);
-    EXPECT_EQ(d.replyLen, 0);
-    EXPECT_EQ(d.port->writes, (std::vector<std::string>{FRAME_AB, ACK}));
-    EXPECT_EQ(d.port->readCalls, 1);
-}
-
-TEST(NorvaDiretoExchange, GivesNoArrayForAnEmptyReply) {
-    Direto d;
-    d.port->answer(ACK + "\x02\x03\x01");
-    EXPECT_EQ(d.run(), 0);
-    EXPECT_EQ(d.replyLen, 0);
-    EXPECT_TRUE(d.replyNull);
-}
-
-TEST(NorvaDiretoExchange, SkipsNoiseBeforeTheAck) {
-    Direto d;
-    d.port->answer("\x41\x7f" + ACK +
-                   "\x02"
-                   "12\x03\x02");
-    EXPECT_EQ(d.run(), 0);
-    EXPECT_EQ(d.reply, "12");
+    ScriptedLink s;
+    s.port->answer(ACK + REPLY_12);
+    unsigned char ab[] = {'A', 'B'};
+    int replyLen = -1;
+    EXPECT_EQ(s.link.protocolNorvaDireto(0, ab, 2, nullptr, &replyLen), 0);
+    EXPECT_EQ(replyLen, 0);
+    EXPECT_EQ(s.port->writes, (std::vector<std::string>{FRAME_AB, ACK}));
+    EXPECT_EQ(s.port->readCalls, 1);
 }
 
 TEST(NorvaDiretoExchange, ReportsEachProtocolErrorWithoutAcknowledging) {
@@ -91,104 +51,100 @@ TEST(NorvaDiretoExchange, ReportsEachProtocolErrorWithoutAcknowledging) {
         int expected;
     } cases[] = {
         {{0x15}, ERR_SER_NACK},
-        {{0x41, ScriptedPort::SILENCE}, ERR_SER_ACK},
+        {{0x41, S}, ERR_SER_ACK},
         {{0x06, 0x41}, ERR_SER_STX},
         {{0x06, 0x02, '1', 0x03, 0x00}, ERR_SER_BCC_WRONG},
     };
     for (const auto& c : cases) {
-        Direto d;
-        d.port->reads.assign(c.answer.begin(), c.answer.end());
+        ScriptedLink s;
+        s.port->reads.assign(c.answer.begin(), c.answer.end());
         LinkUnderTest::ullL1_LastCommand = 1;
-        EXPECT_EQ(d.run(), c.expected);
-        EXPECT_EQ(d.port->writes, std::vector<std::string>{FRAME_AB});
-        EXPECT_TRUE(d.replyNull);
-        EXPECT_EQ(d.replyLen, 0);
+        std::string reply = "untouched";
+        EXPECT_EQ(s.link.exchange(false, "AB", &reply), c.expected);
+        EXPECT_EQ(reply, "");
+        EXPECT_EQ(s.port->writes, std::vector<std::string>{FRAME_AB});
         // A refused exchange does not restart the pause between commands.
         EXPECT_EQ(LinkUnderTest::ullL1_LastCommand, 1u);
     }
 }
 
 TEST(NorvaDiretoExchange, TimesOutOnSilenceAndOnPortFailures) {
-    Direto silent;
-    EXPECT_EQ(silent.run(), ERR_SER_TIMEOUT);
+    ScriptedLink silent;
+    EXPECT_EQ(silent.link.exchange(false, "AB"), ERR_SER_TIMEOUT);
     EXPECT_EQ(silent.port->readCalls, 1);  // the ACK must come within one receive time-out
 
-    Direto readFails;
+    ScriptedLink readFails;
     readFails.port->answer({0x06, 0x02, ERR_SER_READ_FAILED});
-    EXPECT_EQ(readFails.run(), ERR_SER_TIMEOUT);
+    LinkUnderTest::ullL1_LastCommand = 1;
+    EXPECT_EQ(readFails.link.exchange(false, "AB"), ERR_SER_TIMEOUT);
+    EXPECT_EQ(readFails.port->writes.size(), 1u);
+    EXPECT_GT(LinkUnderTest::ullL1_LastCommand, 1u);  // a time-out restarts the pause
 
     for (int written : {static_cast<int>(ERR_SER_WRITE_FAILED), 0, 3}) {
-        Direto writeFails;
+        ScriptedLink writeFails;
         writeFails.port->writeResults = {written};
-        EXPECT_EQ(writeFails.run(), ERR_SER_TIMEOUT);
+        EXPECT_EQ(writeFails.link.exchange(false, "AB"), ERR_SER_TIMEOUT);
         EXPECT_EQ(writeFails.port->readCalls, 0);
     }
-    // Timed-out exchanges are not acknowledged but do restart the pause.
-    EXPECT_EQ(readFails.port->writes.size(), 1u);
-    EXPECT_GT(LinkUnderTest::ullL1_LastCommand, 1u);
 }
 
 TEST(NorvaDiretoExchange, ToleratesFourEmptyReadsInTheReplyButNotFive) {
-    const int S = ScriptedPort::SILENCE;
-    Direto four;
-    four.port->answer({0x06, 0x02, '1', S, S, S, S, '2', 0x03, 0x02});
-    EXPECT_EQ(four.run(), 0);
-    EXPECT_EQ(four.reply, "12");
-
-    Direto five;
-    five.port->answer({0x06, 0x02, '1', S, S, S, S, S, '2', 0x03, 0x02});
-    EXPECT_EQ(five.run(), ERR_SER_TIMEOUT);
+    for (int silences : {4, 5}) {
+        ScriptedLink s;
+        s.port->answer({0x06, 0x02, '1'});
+        s.port->reads.insert(s.port->reads.end(), silences, S);
+        s.port->answer({'2', 0x03, 0x02});
+        EXPECT_EQ(s.link.exchange(false, "AB"), silences == 4 ? 0 : ERR_SER_TIMEOUT);
+    }
 }
 
 TEST(NorvaDiretoExchange, AcceptsAThousandReceivedBytesAndNoMore) {
-    // ACK, STX, 996 data bytes, ETX and BCC fill the work area exactly.
-    std::string data(996, 'x');
-    unsigned char bcc = 0x02 ^ 0x03;  // an even number of 'x' cancels out
-    Direto full;
-    full.port->answer(ACK + "\x02" + data + "\x03" + static_cast<char>(bcc));
-    EXPECT_EQ(full.run(), 0);
-    EXPECT_EQ(full.replyLen, 996);
-
-    Direto over;
-    over.port->answer(ACK + "\x02" + data + "x\x03" + static_cast<char>(bcc ^ 'x'));
-    EXPECT_EQ(over.run(), ERR_SER_INVALID_SIZE);
-
-    // Bytes that are skipped count as well, so noise cannot run forever.
-    Direto noise;
+    // ACK, STX, 996 data bytes, ETX and BCC fill the work area exactly; an
+    // even number of equal bytes cancels out of the check.
+    for (size_t dataLen : {996, 997}) {
+        ScriptedLink s;
+        s.port->answer(ACK + "\x02" + std::string(dataLen, 'x') + "\x03" +
+                       static_cast<char>(dataLen % 2 ? 0x01 ^ 'x' : 0x01));
+        std::string reply;
+        EXPECT_EQ(s.link.exchange(false, "AB", &reply), dataLen == 996 ? 0 : ERR_SER_INVALID_SIZE);
+        EXPECT_EQ(reply.size(), dataLen == 996 ? 996u : 0u);
+    }
+    // Skipped bytes count as well, so noise cannot run forever.
+    ScriptedLink noise;
     noise.port->answer(std::string(5000, 'x'));
-    EXPECT_EQ(noise.run(), ERR_SER_INVALID_SIZE);
+    EXPECT_EQ(noise.link.exchange(false, "AB"), ERR_SER_INVALID_SIZE);
     EXPECT_EQ(noise.port->readCalls, 1000);
 }
 
 TEST(NorvaDiretoExchange, RefusesCommandsThatDoNotFitTheFrame) {
-    Direto d;
-    d.port->answer(ACK);
-    EXPECT_EQ(d.run(std::string(998, 'x'), false), ERR_SER_INVALID_SIZE);
-    EXPECT_TRUE(d.port->writes.empty());
-    EXPECT_EQ(d.run(std::string(997, 'x'), false), 0);
-    EXPECT_EQ(d.port->writes[0].size(), 1000u);
-    EXPECT_EQ(d.link.protocolNorvaDireto(0, nullptr, 2, nullptr, nullptr), ERR_GEN_INVALID_POINTER);
+    ScriptedLink s;
+    s.port->answer(ACK + REPLY_12);
+    EXPECT_EQ(s.link.exchange(false, std::string(998, 'x')), ERR_SER_INVALID_SIZE);
+    EXPECT_TRUE(s.port->writes.empty());
+    EXPECT_EQ(s.link.exchange(false, std::string(997, 'x')), 0);
+    EXPECT_EQ(s.port->writes[0].size(), 1000u);
+    EXPECT_EQ(s.link.protocolNorvaDireto(0, nullptr, 2, nullptr, nullptr), ERR_GEN_INVALID_POINTER);
 }
 
 TEST(NorvaDiretoPacing, WaitsTheConfiguredIntervalFromTheFirstCommandOn) {
-    Direto d;
-    d.link.setInterval(150);
-    d.port->answer(ACK + ACK);
+    ScriptedLink s;
+    s.link.setInterval(150);
+    s.port->answer(ACK + REPLY_12 + ACK + REPLY_12);
     LinkUnderTest::ullL1_LastCommand = 0;
     uint64_t start = GetMonotonicTickMs();
-    ASSERT_EQ(d.run("AB", false), 0);
-    ASSERT_EQ(d.run("AB", false), 0);
-    EXPECT_GE(d.port->writeTicks[0] - start, 150u);
-    EXPECT_GE(d.port->writeTicks[2] - d.port->writeTicks[0], 150u);
+    ASSERT_EQ(s.link.exchange(false, "AB"), 0);
+    ASSERT_EQ(s.link.exchange(false, "AB"), 0);
+    EXPECT_GE(s.port->writeTicks[0] - start, 150u);
+    EXPECT_GE(s.port->writeTicks[2] - s.port->writeTicks[0], 150u);
 }
 
 TEST(NorvaDiretoPacing, DoesNotWaitWhenTheIntervalIsZero) {
     // Twenty commands would take ten seconds with the default pause.
-    Direto d;
+    ScriptedLink s;
     uint64_t start = GetMonotonicTickMs();
     for (int i = 0; i < 20; ++i) {
-        d.port->answer(ACK);
-        ASSERT_EQ(d.run("AB", false), 0);
+        s.port->answer(ACK + REPLY_12);
+        ASSERT_EQ(s.link.exchange(false, "AB"), 0);
     }
     EXPECT_LT(GetMonotonicTickMs() - start, 2000u);
 }

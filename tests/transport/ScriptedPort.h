@@ -113,4 +113,12 @@ private:
     }
 };
 
+// A transport over a fresh scripted port.
+struct ScriptedLink {
+    explicit ScriptedLink(int rxTimeoutMs = 1000, int txTimeoutMs = 1000)
+        : port(new ScriptedPort), link(std::unique_ptr<CommBase>(port), rxTimeoutMs, txTimeoutMs) {}
+    ScriptedPort* port;  // owned by link
+    LinkUnderTest link;
+};
+
 }  // namespace siutest
