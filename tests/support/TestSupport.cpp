@@ -13,8 +13,8 @@
 
 namespace siutest {
 
-TempDir::TempDir() {
-    const char* base = std::getenv("TMPDIR");
+TempDir::TempDir(const char* base) {
+    if (base == nullptr || access(base, W_OK) != 0) base = std::getenv("TMPDIR");
     std::string tmpl = std::string(base && *base ? base : "/tmp") + "/siutest.XXXXXX";
     if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
     dir = tmpl;

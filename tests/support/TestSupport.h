@@ -8,10 +8,12 @@
 namespace siutest {
 
 // A fresh directory under $TMPDIR (or /tmp), removed with its contents on
-// destruction.
+// destruction. A test that renames or syncs many files may ask for a base in
+// memory (TempDir::inMemory()); when that is not writable, the default holds.
 class TempDir {
 public:
-    TempDir();
+    explicit TempDir(const char* base = nullptr);
+    static const char* inMemory() { return "/dev/shm"; }
     ~TempDir();
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
