@@ -4,9 +4,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <semaphore.h>
+#include <unistd.h>
+
 #include <memory>
 #include <string>
 
+#include "common/Configuration.h"
+#include "common/Log.h"
+#include "common/LogDll.h"
 #include "tests/transport/ScriptedPort.h"
 #include "tests/transport/SimulatedBoard.h"
 
@@ -28,10 +34,39 @@ int wireBytes(bool rs485) {
                  : (1 + data + 2) + 1 + (1 + reply + 2) + 1;
 }
 
-void runExchanges(benchmark::State& state, bool rs485, const std::vector<std::string>& extra) {
+// A service log with every level and column on, written through the real
+// log library into a temporary directory.
+class FullLog {
+public:
+    FullLog() {
+        dir.write("NorvaSensorBoard.ini",
+                  "[BENCH]\nLogGenerate=yes\nLogPath=" + dir.path() + "\nLogName=" + name + "\n");
+        siutest::setModuleDirectory(dir.path());
+        ready = symlink(LOG_LIBRARY, dir.file("Log.so").c_str()) == 0 && loadLogDll() == 0 &&
+                cfg.setService("BENCH") == 0 && cfg.setPathIniFile() == 0 &&
+                log.setConfiguration(&cfg) == 0;
+    }
+    ~FullLog() {
+        log.logClean();
+        freeLogDll();
+        for (const char* suffix : {"", "_Min", "_MaintenanceMode"})
+            sem_unlink((name + suffix).c_str());
+    }
+
+    bool ready = false;
+    Log log;
+
+private:
+    siutest::TempDir dir;
+    std::string name = siutest::uniqueName("link_bench");
+    Configuration cfg;
+};
+
+void runExchanges(benchmark::State& state, bool rs485, const std::vector<std::string>& extra,
+                  Log* log = nullptr) {
     SimulatedBoard board(rs485 ? "485" : "direto", extra);
     board.control("set-reply " + COMMAND + " " + REPLY);
-    LinkUnderTest link(std::make_unique<CommUart>(), 50, 50);
+    LinkUnderTest link(std::make_unique<CommUart>(), 50, 50, log);
     if (link.openSerial(board.link(), 115200) != 0) {
         state.SkipWithError("cannot open the simulator's line");
         return;
@@ -48,12 +83,15 @@ void runExchanges(benchmark::State& state, bool rs485, const std::vector<std::st
 }
 
 void BM_Exchange(benchmark::State& state) {
-    runExchanges(state, state.range(0) != 0, {});
+    const bool rs485 = state.range(0) != 0;
+    if (state.range(1) == 0) return runExchanges(state, rs485, {});
+    FullLog full;
+    if (!full.ready) return state.SkipWithError("cannot set up the log library");
+    runExchanges(state, rs485, {}, &full.log);
 }
 BENCHMARK(BM_Exchange)
-    ->ArgName("rs485")
-    ->Arg(0)
-    ->Arg(1)
+    ->ArgNames({"rs485", "log"})
+    ->ArgsProduct({{0, 1}, {0, 1}})
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
 
