@@ -139,6 +139,10 @@ protected:
 private:
     void initFields();
     void readSettings();
-    void releasePortAfterFailedOpen();
+    int openSerialPort();
+    int shutPort(const char* caller, bool announce);
     int destroySem();
+    // Runs op under the port semaphore once the port is open.
+    template <typename Op>
+    int whileHoldingPort(bool needsPort, Op op);
 };
