@@ -4,6 +4,7 @@
 #include <new>
 
 #include "common/Configuration.h"
+#include "device/BLDeviceZT.h"
 #include "interface/SIUGlobal.h"
 
 namespace {
@@ -15,12 +16,11 @@ bool isModelZT(const char* name) {
     return name != nullptr && std::strcmp(name, deviceModelZT) == 0;
 }
 
-// This build has no sensor board device yet, so "ZT" finds no device
-// (ERR_MGR_DEVICE_NOT_FOUND). Once it exists this returns
-// new BLDeviceZT(params); allocation failures throw and become
-// ERR_MGR_INTERNAL_ERROR below.
-BLDevice* newDeviceZT(void* /*params*/) {
-    return nullptr;
+// The sensor board device. Allocation failures throw and become
+// ERR_MGR_INTERNAL_ERROR below; a link the configuration does not describe
+// throws std::runtime_error, which the manager turns into a refused open.
+BLDevice* newDeviceZT(void* params) {
+    return new BLDeviceZT(params);
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ public:
     int executeCMD(int cmd, void* buffer_in, void** buffer_resp);
 };
 
-// Makes the device of the model "ZT" from a service's st_constructParams;
-// null while this build has no such device. Tests replace it to run the
-// service chain on a fake device; nothing else may. Not exported.
+// Makes the device of the model "ZT" (a BLDeviceZT) from a service's
+// st_constructParams. Tests replace it to run the service chain on a fake
+// device; nothing else may. Not exported.
 extern BLDevice* (*createDeviceZT)(void* params);

@@ -65,9 +65,9 @@ TEST_F(ServiceTable, RefusesCustomersAndDeviceNamesItHasNoClientOrDeviceFor) {
     EXPECT_EQ(-1, idx);
     EXPECT_EQ(0, devicesAlive());
     EXPECT_TRUE(calls().empty());
-    // Until the sensor board device is built in, "ZT" finds no device either.
+    // The real "ZT" device cannot be built on a section without a link.
     createDeviceZT = savedFactory;
-    EXPECT_EQ(ERR_MGR_DEVICE_NOT_FOUND, open("A", &idx));
+    EXPECT_EQ(ERR_MGR_INTERNAL_ERROR, open("A", &idx));
     EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_Reset(0));  // every slot stayed free
 }
 
