@@ -257,11 +257,16 @@ void getModulePath() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&getModulePath), &info) == 0 || info.dli_fname == nullptr)
         return;
-    const char* slash = std::strrchr(info.dli_fname, '/');
+    // The loader may report the path as it was found (relative to the working
+    // directory at load time); resolve it so a later chdir cannot move it.
+    std::unique_ptr<char, decltype(&std::free)> resolved(realpath(info.dli_fname, nullptr),
+                                                         &std::free);
+    const char* file = resolved ? resolved.get() : info.dli_fname;
+    const char* slash = std::strrchr(file, '/');
     if (slash == nullptr) return;
-    size_t n = static_cast<size_t>(slash - info.dli_fname) + 1;
+    size_t n = static_cast<size_t>(slash - file) + 1;
     if (n >= sizeof modulePath) return;  // would not fit with its terminator
-    std::memcpy(modulePath, info.dli_fname, n);
+    std::memcpy(modulePath, file, n);
 }
 
 char* getCurrentPath(char* buf, unsigned int size) {

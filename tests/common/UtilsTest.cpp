@@ -1,6 +1,7 @@
 #include "common/Utils.h"
 
 #include <gtest/gtest.h>
+#include <climits>
 #include <unistd.h>
 
 #include <cstring>
@@ -133,8 +134,8 @@ TEST(StringHelpers, TrimAndRemoveWithoutRunningOffTheString) {
 
 TEST(Paths, ModulePathIsTheDirectoryOfTheRunningBinaryWithSlash) {
     getModulePath();
-    char exe[512] = {0};
-    ASSERT_GT(readlink("/proc/self/exe", exe, sizeof exe - 1), 0);
+    char exe[PATH_MAX] = {0};
+    ASSERT_NE(nullptr, realpath("/proc/self/exe", exe));
     std::string dir(exe);
     dir = dir.substr(0, dir.rfind('/') + 1);
     EXPECT_EQ(dir, std::string(modulePath));

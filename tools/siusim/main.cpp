@@ -24,8 +24,9 @@ int main(int argc, char** argv) {
         if (cl.mode == siusim::CommandLine::Mode::Control)
             return siusim::runControlClient(cl.controlPath, cl.controlWords);
         siusim::BoardConfig board;
-        if (!cl.options.boardFile.empty()) {
-            std::fprintf(stderr, "siusim: board files are not read yet\n");
+        if (!cl.options.boardFile.empty() &&
+            !siusim::loadBoardFile(cl.options.boardFile, board, error)) {
+            std::fprintf(stderr, "siusim: %s\n", error.c_str());
             return 1;
         }
         siusim::Simulator sim(cl.options, board);

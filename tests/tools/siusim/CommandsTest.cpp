@@ -77,7 +77,3 @@ TEST_P(BoardCommands, AnswerGetSensorCommandsWithTheirDigitsAndRefuseUnknownOnes
     // Command texts are compared exactly.
     for (const char* bad : {"s", "P", "P20", "v", "X", "Z", "ZJ", "Z10"}) expectRefused(bad);
 }
-
-TEST_P(BoardCommands, AcceptEveryResetPositionFromZ0ToZI) {
-    for (const char* z : {"Z0", "Z9", "ZA", "ZI"}) sim.expectReply(z, "Z");
-}

@@ -57,8 +57,6 @@ public:
     Bytes receive(size_t n, std::chrono::milliseconds timeout = 2s) const;
     // Sends the command framed and reads as many bytes as expected holds.
     Bytes ask(const std::string& command, const Bytes& expected) const;
-    // The answer a correct board gives to command whose reply is data.
-    Bytes answerTo(const std::string& command, const std::string& data) const;
     // Sends the command and the host's final ACK; the reply data must match.
     void expectReply(const std::string& command, const std::string& data) const;
 
