@@ -251,6 +251,9 @@ private:
         do {
             StatusArrays a{};
             const int read = readStatus(a);
+            // A stop that came during the exchange may have cut a wait on the
+            // line short: that reading is not the board's.
+            if (stopSignal != 0) break;
             if (read != SIU_SUCCESS) {
                 if (read != lastError) boardLine(read);
                 lastError = read;
