@@ -31,7 +31,7 @@ const Explained kExplained[] = {
     {SIU_ERR_MGR_CLIENT_NOT_FOUND, "ERR_MGR_CLIENT_NOT_FOUND",
      "Customer in section [{service}] must be NORVA"},
     {SIU_ERR_MGR_DEVICE_NOT_FOUND, "ERR_MGR_DEVICE_NOT_FOUND",
-     "DeviceName in section [{service}] must be ZT"},
+     "DeviceName in section [{service}] must be ZT, the device model this library drives"},
     {SIU_ERR_CFG_INVALID_SERVICE_NAME, "ERR_CFG_INVALID_SERVICE_NAME",
      "the configuration file has no section [{service}]; name the service with -s"},
     {SIU_ERR_CFG_NOT_DEFINED, "ERR_CFG_NOT_DEFINED",
