@@ -36,7 +36,8 @@ TEST(SiuctlDrive, IndicatorBuzzerKeyMotionAndResetReachTheBoard) {
 
     b.sim({"records"});
     expectDone(b.siuctl({"power-cycle", "5", "30"}), "power cycle 5 30: the board answered OK");
-    EXPECT_NE(std::string::npos, b.sim({"records"}).find(":R00500030 ")) << "the R command";
+    std::string rec = b.sim({"records"}) + " ";
+    EXPECT_NE(std::string::npos, rec.find(":R00500030 ")) << "the R command: " << rec;
 
     expectDone(b.siuctl({"indicator", "led_red", "on"}), "INDICATOR_LED_RED on");
     expectDone(b.siuctl({"reset"}), "every indicator off");
