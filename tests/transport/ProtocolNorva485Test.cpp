@@ -191,6 +191,6 @@ TEST(Norva485OverALine, ExchangesWithTheSimulatedBoardThroughEachFault) {
         EXPECT_EQ(link.exchange(true, "1", &got), c.expected) << c.fault;
         EXPECT_EQ(got, c.expected == 0 ? DATA_12 : "") << c.fault;
         board.control("fault none");
-        link.port()->Flush(5);
+        link.getPort()->Flush(5);
     }
 }

@@ -172,7 +172,7 @@ TEST(NorvaDiretoOverALine, ExchangesWithTheSimulatedBoardThroughEachFault) {
         std::string reply;
         EXPECT_EQ(link.exchange(false, "1", &reply), c.expected) << c.fault;
         EXPECT_EQ(reply, c.expected == 0 ? "12" : "") << c.fault;
-        link.port()->Flush(5);
+        link.getPort()->Flush(5);
     }
     auto heard = board.records();
     ASSERT_EQ(heard.size(), 8u);

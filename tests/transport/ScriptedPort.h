@@ -101,7 +101,6 @@ public:
         delete[] got;
         return rc;
     }
-    CommBase* port() { return comm.get(); }
 
 private:
     std::string devicePath;
