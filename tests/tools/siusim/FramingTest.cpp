@@ -15,7 +15,8 @@ protected:
     Sim sim{GetParam()};
 };
 
-INSTANTIATE_TEST_SUITE_P(BothProtocols, Line, ::testing::Values(Wire::Direct, Wire::Rs485));
+INSTANTIATE_TEST_SUITE_P(BothProtocols, Line, ::testing::Values(Wire::Direct, Wire::Rs485),
+                         [](auto& i) { return i.param == Wire::Direct ? "direto" : "rs485"; });
 
 }  // namespace
 
