@@ -94,6 +94,9 @@ public:
     // only when both hold.
     bool newVersion() const { return isNewVersion; }
     bool compressFilesEnabled() const { return isCompressFilesEnabled; }
+    // The level mask (bit n enables eLogLevel n); the manager writes a
+    // service's opening banner at STR when that bit is on, else at INI.
+    int levelMask() const { return logLevel; }
 
 private:
     struct SemCloser {

@@ -68,6 +68,7 @@ extern "C" {
 #define SIU_ERR_CMD_INVALID_PARAMETER (-50002)
 #define SIU_ERR_CMD_NOT_SUPPORTED (-50003)
 #define SIU_ERR_TRP_PORT_NOT_OPENED (-110003)
+#define SIU_ERR_DEV_LINK_NOT_OPEN (-120003)
 
 /* Indicator states (SIU_SetIndicator, SIU_SetBuzzer). */
 typedef enum NORVA_SIU_INDICATOR_VALUE {
@@ -133,7 +134,9 @@ SIU_EXPORT int SIU_Reset(int idx);
  * SIU_freeBuffer((unsigned char**)eprom_version). Each caps_ word has bit n
  * set when item n of its group is configured; the reserved_ word beside it
  * carries items 32..63. No argument may be null.
- * Codes: SUCCESS, ERR_CMD_INVALID_PARAMETER, ERR_MGR_INVALID_INDEX, link codes.
+ * Codes: SUCCESS, ERR_CMD_INVALID_PARAMETER, ERR_MGR_INVALID_INDEX,
+ * ERR_DEV_LINK_NOT_OPEN (the device's open command has not succeeded, so no
+ * sensor tables are loaded), link codes.
  */
 SIU_EXPORT int SIU_GetDeviceInfo(int idx, char** eprom_version,
                                  unsigned int* caps_door, unsigned int* reserved_0,
@@ -151,7 +154,8 @@ SIU_EXPORT int SIU_GetDeviceStatus(int idx, unsigned int* status);
 /*
  * Sets one indicator (0..16) to a NORVA_SIU_INDICATOR_VALUE.
  * Codes: SUCCESS; ERR_CMD_INVALID_PARAMETER (value above 2, indicator above
- * 16); ERR_CFG_INVALID_VALUE (indicator not configured); link codes.
+ * 16); ERR_CFG_INVALID_VALUE (indicator not configured); ERR_DEV_LINK_NOT_OPEN
+ * (device not opened); link codes.
  */
 SIU_EXPORT int SIU_SetIndicator(int idx, unsigned int indicator, unsigned int value);
 
@@ -160,8 +164,8 @@ SIU_EXPORT int SIU_SetIndicator(int idx, unsigned int indicator, unsigned int va
  * NORVA_SIU_ARRAY_SIZE (64) entries, all of which are written with
  * NORVA_SIU_VALUE states (NOT_AVAILABLE for items not configured).
  * Codes: SUCCESS; ERR_CMD_NOT_IMPLEMENTED when no sensor is configured (the
- * arrays are still filled); ERR_CMD_INVALID_PARAMETER; link codes (arrays
- * untouched).
+ * arrays are still filled); ERR_CMD_INVALID_PARAMETER (an array is null);
+ * ERR_DEV_LINK_NOT_OPEN (device not opened); link codes (arrays untouched).
  */
 SIU_EXPORT int SIU_GetSensorStatus(int idx, unsigned int* door, unsigned int* lock,
                                    unsigned int* sensor, unsigned int* position,
@@ -171,7 +175,9 @@ SIU_EXPORT int SIU_GetSensorStatus(int idx, unsigned int* door, unsigned int* lo
 /*
  * Clears the latched flags of the sensors marked with a non-zero entry. Only
  * entries 0..6 of each array are looked at, but pass seven arrays of 64.
- * Codes: SUCCESS; ERR_CMD_NOT_IMPLEMENTED when nothing was sent; link codes.
+ * Codes: SUCCESS; ERR_CMD_NOT_IMPLEMENTED when nothing was sent;
+ * ERR_CMD_INVALID_PARAMETER (an array is null); ERR_DEV_LINK_NOT_OPEN (device
+ * not opened); link codes (the clears before a failed one stay done).
  */
 SIU_EXPORT int SIU_ResetSensorStatus(int idx, unsigned int* door, unsigned int* lock,
                                      unsigned int* sensor, unsigned int* position,

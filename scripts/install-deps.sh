@@ -5,7 +5,7 @@ set -euo pipefail
 
 need=()
 have_pkg() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"; }
-for pkg in g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev procps \
+for pkg in g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev procps jq \
            clang libclang-rt-14-dev; do
   have_pkg "$pkg" || need+=("$pkg")
 done

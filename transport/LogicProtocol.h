@@ -23,6 +23,9 @@ public:
     virtual int sendRecvData(int cmd, unsigned char* send_data, int bytes_to_send,
                              unsigned char** data_recv, int* bytes_received, int retries);
 
+    // The owned transport (never null after construction).
+    TransportProtocol* getTransport() const { return trans_protocol.get(); }
+
 protected:
     std::unique_ptr<TransportProtocol> trans_protocol;
     int lastError;

@@ -90,6 +90,9 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
+    // The port object while the port is open, else null. The device's
+    // volume-button watcher reads the modem lines through it.
+    CommBase* getPort() const { return comm.get(); }
 
     // Tick (ms) of the last completed point-to-point command: the pause
     // between commands is kept across every transport of the process.

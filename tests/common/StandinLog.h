@@ -1,6 +1,6 @@
 #pragma once
-// Loads one of the capturing log-library stand-ins as the process's "Log.so"
-// and reads back what it recorded.
+// Loads a capturing stand-in of the log library as the process's "Log.so" and
+// reads back the calls it recorded.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -17,21 +17,13 @@
 
 namespace siutest {
 
-// The binding tries this file before the module directory; where it exists
-// the tests cannot choose the library.
 inline bool systemLogLibraryPresent() {
     return access("/Norva/NorvaAPI/Log.so", F_OK) == 0;
 }
 
-// Saves the module directory and puts it back on destruction.
-class ModulePathGuard {
-public:
+struct ModulePathGuard {
     ModulePathGuard() { std::memcpy(saved, modulePath, sizeof saved); }
     ~ModulePathGuard() { std::memcpy(modulePath, saved, sizeof saved); }
-    ModulePathGuard(const ModulePathGuard&) = delete;
-    ModulePathGuard& operator=(const ModulePathGuard&) = delete;
-
-private:
     char saved[sizeof modulePath];
 };
 
@@ -41,57 +33,34 @@ typedef std::vector<std::string> Call;  // entry point, then its arguments
 // binding for the object's lifetime (any library loaded before is released).
 class StandinLog {
 public:
-    explicit StandinLog(const char* standin) : path(dir.file("Log.so")) {
-        if (symlink(standin, path.c_str()) != 0) ADD_FAILURE() << "cannot link " << standin;
+    explicit StandinLog(const char* standin) {
+        EXPECT_EQ(0, symlink(standin, dir.file("Log.so").c_str()));
         setModuleDirectory(dir.path());
-        loaded = loadLogDll();
+        EXPECT_EQ(0, loadLogDll());
+        void* handle = dlopen(dir.file("Log.so").c_str(), RTLD_LAZY | RTLD_NOLOAD);
+        record = static_cast<char*>(dlsym(handle, "standinCalls"));
+        dlclose(handle);  // the binding's reference keeps it loaded
     }
     ~StandinLog() { freeLogDll(); }
-    StandinLog(const StandinLog&) = delete;
-    StandinLog& operator=(const StandinLog&) = delete;
 
-    int loadResult() const { return loaded; }
     const TempDir& tempDir() const { return dir; }
-
     // Every call recorded since the last clear(), in order.
     std::vector<Call> calls() const {
         std::vector<Call> result;
-        auto read = symbol<const char* (*)()>("standinCalls");
-        if (!read) return result;
-        std::istringstream lines(read());
-        std::string line;
-        while (std::getline(lines, line)) {
-            Call call;
+        std::istringstream lines(record);
+        for (std::string line, field; std::getline(lines, line);) {
             std::istringstream fields(line);
-            std::string field;
-            while (std::getline(fields, field, '\t')) call.push_back(field);
-            result.push_back(call);
+            for (result.emplace_back(); std::getline(fields, field, '\t');)
+                result.back().push_back(field);
         }
         return result;
     }
-    void clear() const {
-        if (auto fn = symbol<void (*)()>("standinClear")) fn();
-    }
-    void setNextSession(int first) const {
-        if (auto fn = symbol<void (*)(int)>("standinSetNextSession")) fn(first);
-    }
+    void clear() const { record[0] = '\0'; }
 
 private:
-    // Resolves a control function of the loaded stand-in without taking a
-    // reference of its own (it only bumps and drops the count).
-    template <typename Fn>
-    Fn symbol(const char* name) const {
-        void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
-        if (handle == nullptr) return nullptr;
-        Fn fn = reinterpret_cast<Fn>(dlsym(handle, name));
-        dlclose(handle);
-        return fn;
-    }
-
     ModulePathGuard guard;
     TempDir dir;
-    std::string path;
-    int loaded = -1;
+    char* record = nullptr;
 };
 
 }  // namespace siutest

@@ -1,7 +1,7 @@
 #pragma once
-// A pseudo-terminal standing in for the serial line: the port under test
-// opens the slave by its path, the test plays the board on the master and
-// reads the slave's settings back through its own slave descriptor.
+// A pseudo-terminal standing in for the serial line: the port under test opens
+// the slave by its path, the test plays the board on the master and reads the
+// line settings back through its own slave descriptor.
 
 #include <poll.h>
 #include <pty.h>
@@ -19,77 +19,54 @@ namespace siutest {
 class PtyLine {
 public:
     PtyLine() {
-        const char* name = nullptr;
-        if (openpty(&master_, &slave_, nullptr, nullptr, nullptr) != 0 ||
-            (name = ttyname(slave_)) == nullptr)
-            throw std::runtime_error("no pty");
-        path_ = name;
+        if (openpty(&masterFd, &slave, nullptr, nullptr, nullptr) != 0)
+            throw std::runtime_error("pty");
+        slavePath = ttyname(slave);
     }
     ~PtyLine() {
         closeMaster();
-        close(slave_);
+        close(slave);
     }
-    PtyLine(const PtyLine&) = delete;
-    PtyLine& operator=(const PtyLine&) = delete;
 
-    char* path() { return path_.data(); }
-    int slave() const { return slave_; }
-
+    char* path() { return slavePath.data(); }
     termios settings() const {
-        termios tio{};
-        tcgetattr(slave_, &tio);
+        termios tio{};  // zeroed, so that two readings compare bytewise
+        tcgetattr(slave, &tio);
         return tio;
     }
-
-    // What the board sends.
     void send(const std::string& bytes) const {
-        if (write(master_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
-            throw std::runtime_error("write to master failed");
+        if (write(masterFd, bytes.data(), bytes.size()) < 0) throw std::runtime_error("pty write");
     }
-
     // What the board received: up to n bytes, waiting at most timeoutMs for each piece.
     std::string receive(size_t n, int timeoutMs = 5000) const {
         std::string got;
         char buf[4096];
-        pollfd p{master_, POLLIN, 0};
-        while (got.size() < n && poll(&p, 1, timeoutMs) == 1) {
-            ssize_t r = read(master_, buf, std::min(sizeof buf, n - got.size()));
+        for (pollfd p{masterFd, POLLIN, 0}; got.size() < n && poll(&p, 1, timeoutMs) == 1;) {
+            ssize_t r = read(masterFd, buf, std::min(sizeof buf, n - got.size()));
             if (r <= 0) break;
             got.append(buf, static_cast<size_t>(r));
         }
         return got;
     }
-
-    // True once the slave has input waiting (without consuming it).
+    // True once the slave has input waiting, which stays unread.
     bool inputPending(int timeoutMs = 5000) const {
-        pollfd p{slave_, POLLIN, 0};
+        pollfd p{slave, POLLIN, 0};
         return poll(&p, 1, timeoutMs) == 1;
     }
-
     void closeMaster() {
-        if (master_ >= 0) close(master_);
-        master_ = -1;
+        if (masterFd >= 0) close(masterFd);
+        masterFd = -1;
+    }
+    uart_config_s config(int baud = 9600, int bits = 8, parity_e parity = PARITY_NONE, int stop = 1,
+                         int flow = FLOW_CONTROL_NONE) {
+        return {path(), baud, bits, stop, parity, static_cast<flow_control_e>(flow), 20, 20, 0, 0};
     }
 
-    // A 9600 8N1 line without flow control on this pty.
-    uart_config_s config(int baud = 9600, int dataBits = 8, parity_e parity = PARITY_NONE,
-                         int stopBits = 1, int flow = FLOW_CONTROL_NONE) {
-        uart_config_s cfg{};
-        cfg.device = path();
-        cfg.baud_rate = baud;
-        cfg.data_bits = dataBits;
-        cfg.stop_bits = stopBits;
-        cfg.parity = parity;
-        cfg.flow_control = static_cast<flow_control_e>(flow);
-        cfg.rx_timeout = 20;
-        cfg.tx_timeout = 20;
-        return cfg;
-    }
+    int slave = -1;
 
 private:
-    int master_ = -1;
-    int slave_ = -1;
-    std::string path_;
+    int masterFd = -1;
+    std::string slavePath;
 };
 
 }  // namespace siutest

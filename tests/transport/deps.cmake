@@ -3,3 +3,6 @@
 add_dependencies(${exe_name} log_standin_full)
 target_compile_definitions(${exe_name} PRIVATE
   LOG_STANDIN_FULL="$<TARGET_FILE:log_standin_full>")
+# The exchanges are also run against the board simulator over a pty.
+add_dependencies(${exe_name} siusim)
+target_compile_definitions(${exe_name} PRIVATE SIUSIM_EXE="$<TARGET_FILE:siusim>")

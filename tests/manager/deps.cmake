@@ -1,0 +1,3 @@
+# The services log through the real Log.so, linked into each test's module
+# directory.
+add_dependencies(${exe_name} Log)

@@ -1,0 +1,169 @@
+#pragma once
+// Runs whole services through the exported functions on a fake device: an INI
+// file and the real Log.so in a temporary module directory, and the client's
+// device factory pointed at FakeDevice, whose answers each test scripts.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "common/Configuration.h"
+#include "common/LogDll.h"
+#include "common/Utils.h"
+#include "device/BLDevice.h"
+#include "interface/NorvaSIU.h"
+#include "interface/SIUGlobal.h"
+#include "manager/BLClient.h"
+#include "manager/Manager.h"
+#include "support/TestSupport.h"
+
+namespace siutest {
+
+struct FakeCall {
+    std::string service;
+    int cmd;
+    bool operator==(const FakeCall& o) const { return service == o.service && cmd == o.cmd; }
+};
+
+inline std::ostream& operator<<(std::ostream& os, const FakeCall& c) {
+    return os << c.service << ":" << getFunctionName(static_cast<unsigned int>(c.cmd));
+}
+
+// What every fake device of the process answers (SUCCESS unless a test
+// says otherwise), what it was asked, and how many devices exist.
+struct FakeBoard {
+    typedef std::function<int(const std::string& service, int cmd, void* buffer_in)> Answer;
+    static FakeBoard& instance() {
+        static FakeBoard board;
+        return board;
+    }
+    std::vector<FakeCall> calls() {
+        std::lock_guard<std::mutex> lock(m);
+        return log;
+    }
+    std::mutex m;
+    Answer answer;
+    std::vector<FakeCall> log;
+    int alive = 0;
+};
+
+class FakeDevice : public BLDevice {
+public:
+    explicit FakeDevice(void* params) : BLDevice(params), service(cfg->getService()) {
+        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
+        ++FakeBoard::instance().alive;
+    }
+    ~FakeDevice() override {
+        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
+        --FakeBoard::instance().alive;
+    }
+    int executeCMD(int cmd, void* buffer_in, void** /*buffer_resp*/) override {
+        FakeBoard& board = FakeBoard::instance();
+        FakeBoard::Answer answer;
+        {
+            std::lock_guard<std::mutex> lock(board.m);
+            board.log.push_back({service, cmd});
+            answer = board.answer;
+        }
+        return answer ? answer(service, cmd, buffer_in) : SUCCESS;
+    }
+
+private:
+    std::string service;
+};
+
+class ServiceTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // Files in the system directory win over the module directory.
+        if (access("/Norva/NorvaAPI/NorvaSensorBoard.ini", F_OK) == 0 ||
+            access("/Norva/NorvaAPI/Log.so", F_OK) == 0) {
+            GTEST_SKIP() << "/Norva/NorvaAPI holds the system's own files";
+        }
+        std::memcpy(savedModulePath, modulePath, sizeof savedModulePath);
+        std::filesystem::create_symlink(SIU_TEST_LIB_DIR "/Log.so", dir.file("Log.so"));
+        setModuleDirectory(dir.path());
+        ASSERT_EQ(0, loadLogDll());
+        savedFactory = createDeviceZT;
+        createDeviceZT = [](void* params) -> BLDevice* { return new FakeDevice(params); };
+        FakeBoard& board = FakeBoard::instance();
+        std::lock_guard<std::mutex> lock(board.m);
+        board.answer = nullptr;
+        board.log.clear();
+    }
+
+    void TearDown() override {
+        if (IsSkipped()) return;
+        // What a test left open must not leak into the next test of the
+        // same process. Answers may refer to the test's locals, gone by now.
+        setAnswer(nullptr);
+        for (auto& s : opened) {
+            for (int i = 0; i < 10 && mgr->validateIndex(&s.first[0], s.second) == SUCCESS; ++i) {
+                SIU_Close(&s.first[0], &s.second);
+            }
+        }
+        createDeviceZT = savedFactory;
+        std::memcpy(modulePath, savedModulePath, sizeof savedModulePath);
+    }
+
+    // A section that opens on the fake device and logs into the temporary
+    // directory under a name of its own.
+    std::string section(const std::string& service, const std::string& extra = "") {
+        logNames[service] = uniqueName("siu_" + service);
+        return "[" + service +
+               "]\nCustomer=NORVA\nDeviceName=ZT\nLogGenerate=YES\nLogPath=" + dir.path() +
+               "\nLogName=" + logNames[service] + "\n" + extra + "\n";
+    }
+    void writeIni(const std::string& text) { dir.write("NorvaSensorBoard.ini", text); }
+
+    // SIU_Open, remembering the service so that TearDown can close it.
+    int open(const std::string& service, int* idx) {
+        opened.push_back({service, -1});
+        int result = SIU_Open(&opened.back().first[0], idx);
+        opened.back().second = *idx;
+        return result;
+    }
+    int close(std::string service, int* idx) { return SIU_Close(&service[0], idx); }
+
+    // Everything the service's normal channel wrote so far.
+    std::string logOf(const std::string& service) {
+        std::vector<std::string> files;
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+            std::string name = entry.path().filename();
+            if (name.rfind(logNames[service] + "_2", 0) == 0) files.push_back(entry.path());
+        }
+        std::sort(files.begin(), files.end());
+        std::string text;
+        for (const auto& f : files) text += readWholeFile(f);
+        return text;
+    }
+
+    int devicesAlive() {
+        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
+        return FakeBoard::instance().alive;
+    }
+    void setAnswer(FakeBoard::Answer answer) {
+        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
+        FakeBoard::instance().answer = std::move(answer);
+    }
+    std::vector<FakeCall> calls() { return FakeBoard::instance().calls(); }
+
+    TempDir dir;
+    BLDevice* (*savedFactory)(void*) = nullptr;  // the one the library ships with
+
+private:
+    char savedModulePath[sizeof modulePath];
+    std::vector<std::pair<std::string, int>> opened;
+    std::map<std::string, std::string> logNames;
+};
+
+}  // namespace siutest
