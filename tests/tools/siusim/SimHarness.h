@@ -22,6 +22,8 @@ using Bytes = std::vector<uint8_t>;
 using namespace std::chrono_literals;
 
 enum class Wire { Direct, Rs485 };
+// The protocol's name in parameterised test names.
+std::string wireName(const ::testing::TestParamInfo<Wire>& info);
 
 inline std::string hex(const Bytes& b) {
     std::string out;
@@ -66,22 +68,24 @@ inline std::pair<int, std::string> runSiusim(const std::string& words) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
 }
 
-// A running simulator on link (a fresh temporary path by default), with the
-// line opened as the host opens it.
+// A running simulator: siusim --link <link> plus extra (the link a fresh
+// temporary path by default), with the line opened as the host opens it.
 struct Sim {
-    explicit Sim(Wire w = Wire::Direct, const std::string& args = "", const std::string& at = "")
-        : link(at.empty() ? tmp.file("line") : at), wire(w) {
-        const std::string command = "exec " SIUSIM_EXE " --link " + link + " --protocol " +
-                                    (w == Wire::Direct ? "direto " : "485 ") + args + " >" +
-                                    tmp.file("out") + " 2>&1";
+    explicit Sim(Wire w = Wire::Direct, const std::vector<std::string>& extra = {},
+                 const std::string& at = "")
+        : linkPath(at.empty() ? tmp.file("line") : at), wire(w) {
+        std::string command = "exec " SIUSIM_EXE " --link " + linkPath + " --protocol " +
+                              (w == Wire::Direct ? "direto" : "485");
+        for (const std::string& word : extra) command += " " + word;
+        command += " >" + tmp.file("out") + " 2>&1";
         if ((pid = fork()) == 0) {
             execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
             _exit(127);
         }
         if (!siutest::waitFor([&] { return control("ping") == "OK"; }))
             ADD_FAILURE() << "no siusim: " << siutest::readWholeFile(tmp.file("out"));
-        fd = open(link.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-        EXPECT_GE(fd, 0) << link;
+        fd = open(linkPath.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_GE(fd, 0) << linkPath;
     }
     ~Sim() {  // unless the test has reaped it
         if (fd >= 0) close(fd);
@@ -90,9 +94,12 @@ struct Sim {
 
     // One control command through siusim --control: its one-line answer.
     std::string control(const std::string& line) const {
-        const std::string out = runSiusim("--control " + link + " '" + line + "'").second;
+        const std::string out = runSiusim("--control " + linkPath + " '" + line + "'").second;
         return out.substr(0, out.find('\n'));
     }
+    // One field of the "outputs" answer (leds, buzzer, key, motion).
+    std::string output(const std::string& name) const;
+    const std::string& link() const { return linkPath; }
 
     void send(const Bytes& b) const {
         EXPECT_EQ(static_cast<ssize_t>(b.size()), write(fd, b.data(), b.size()));
@@ -125,7 +132,7 @@ struct Sim {
     }
 
     siutest::TempDir tmp;
-    const std::string link;
+    const std::string linkPath;
     const Wire wire;
     pid_t pid = -1;
     int fd = -1;
