@@ -1,99 +1,145 @@
-// The simulator's frames, byte for byte, as the host meets them on the line.
+// What the host meets on the line: frames byte for byte, commands, faults.
+
+#include <filesystem>
+#include <sstream>
 
 #include "SimHarness.h"
-
-#include <gtest/gtest.h>
 
 using namespace simtest;
 
 namespace {
 
-class PointToPointLine : public ::testing::Test {
+class Line : public ::testing::TestWithParam<Wire> {
 protected:
-    void SetUp() override {
-        ASSERT_EQ("OK", sim.control("set-reply AB 12"));
-        ASSERT_EQ("OK", sim.control("set-reply 1 2"));
-    }
-    Sim sim{Wire::Direct};
+    Sim sim{GetParam()};
 };
 
-class Rs485Line : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ("OK", sim.control("set-reply AB 12")); }
-    Sim sim{Wire::Rs485};
-};
+INSTANTIATE_TEST_SUITE_P(BothProtocols, Line, ::testing::Values(Wire::Direct, Wire::Rs485),
+                         wireName);
 
 }  // namespace
 
-TEST(HostFrames, MatchTheWorkedExamplesOfBothProtocols) {
-    EXPECT_EQ("02 41 42 03 02 ", hex(hostFrame(Wire::Direct, "AB")));
-    EXPECT_EQ("04 48 29 02 41 42 03 67 ", hex(hostFrame(Wire::Rs485, "AB")));
-}
-
-TEST_F(PointToPointLine, AnswersACorrectFrameWithAckAndAChecksummedResponse) {
-    sim.send({0x02, 0x41, 0x42, 0x03, 0x02});
-    // The reply text is the command letter, which the host drops, and the
-    // configured digits.
-    EXPECT_EQ("06 02 41 31 32 03 43 ", hex(sim.receive(7)));
+TEST_P(Line, AnswersTheWorkedExampleWithAckAndResponseAndNacksAWrongChecksumDoingNothing) {
+    // The reply is the command letter, which the host drops, and the configured digits.
+    ASSERT_EQ("OK", sim.control("set-reply AB 12"));
+    const bool direct = GetParam() == Wire::Direct;
+    const Bytes frame = hostFrame(GetParam(), "AB");  // the worked examples of the protocols
+    EXPECT_EQ(direct ? "02 41 42 03 02 " : "04 48 29 02 41 42 03 67 ", hex(frame));
+    sim.send(frame);
+    EXPECT_EQ(direct ? "06 02 41 31 32 03 43 " : "06 01 48 29 30 41 31 32 03 11 ",
+              hex(sim.receive(direct ? 7 : 10)));
+    Bytes wrong = hostFrame(GetParam(), "B1");
+    wrong.back() ^= 0x01;
     sim.send({0x06});
-    sim.send({0x02, 0x31, 0x03, 0x30});
-    EXPECT_EQ("06 02 31 32 03 02 ", hex(sim.receive(6)));
-}
-
-TEST_F(Rs485Line, AnswersACorrectFrameWithAckAndAChecksummedResponse) {
-    sim.send({0x04, 0x48, 0x29, 0x02, 0x41, 0x42, 0x03, 0x67});
-    EXPECT_EQ("06 01 48 29 30 41 31 32 03 11 ", hex(sim.receive(10)));
-}
-
-TEST_F(PointToPointLine, NacksAWrongChecksumAndCarriesNothingOut) {
-    sim.send({0x02, 0x42, 0x32, 0x03, 0x00});
+    sim.send(wrong);
     EXPECT_EQ("15 ", hex(sim.receive(1)));
-    sim.expectReply("V", "VSIUSIM 1.0");
-    EXPECT_EQ("0", sim.output("buzzer"));
+    EXPECT_EQ("OK leds=00000000000000000000 buzzer=0 key=0 motion=300", sim.control("outputs"));
 }
 
-TEST_F(Rs485Line, NacksAWrongChecksum) {
-    sim.send({0x04, 0x48, 0x29, 0x02, 0x41, 0x42, 0x03, 0x66});
-    EXPECT_EQ("15 ", hex(sim.receive(1)));
-}
-
-TEST_F(PointToPointLine, SkipsStrayBytesAndTheHostsFinalAckBetweenFrames) {
-    Bytes noisy = {0x41, 0x00, 0x06, 0xFF, 0x15, 0x03};
-    const Bytes frame = hostFrame(Wire::Direct, "AB");
-    noisy.insert(noisy.end(), frame.begin(), frame.end());
+TEST_P(Line, SkipsStrayBytesAndFramesForOthersAndStartsAgainAtAFrameStartInsideAFrame) {
+    Bytes noisy = {0x41, 0x00, 0x06, 0xFF, 0x15, 0x03}, frame = hostFrame(GetParam(), "V");
+    if (GetParam() == Wire::Rs485) noisy.insert(noisy.end(), {4, 'H', '0', 2, 'V', 3, 0x2B});
+    noisy.insert(noisy.end(), frame.begin(), frame.begin() + frame.size() / 2);
     sim.send(noisy);
-    EXPECT_EQ(hex(boardAnswer(Wire::Direct, "A12")), hex(sim.receive(7)));
-    sim.send({0x06});
-    // Nothing else was sent in between: the next bytes are the next answer.
-    sim.expectReply("1", "12");
+    sim.expectReply("V", "VSIUSIM 1.0");
+    sim.expectReply("V", "VSIUSIM 1.0");  // nothing else came in between
 }
 
-TEST_F(PointToPointLine, StartsAgainWhenANewFrameBeginsInsideAnUnfinishedOne) {
-    sim.send({0x02, 0x41});
-    sim.expectReply("AB", "A12");
-}
-
-TEST_F(Rs485Line, EndsAnOutputCommandAtTheAck) {
-    EXPECT_EQ("06 ", hex(sim.ask("L010", {0x06})));
-    sim.expectReply("AB", "A12");
-    EXPECT_EQ("01000000000000000000", sim.output("leds"));
-}
-
-TEST_F(Rs485Line, ResendsTheResponseWhenTheHostNacksIt) {
-    const Bytes answer = boardAnswer(Wire::Rs485, "A12");
-    EXPECT_EQ(hex(answer), hex(sim.ask("AB", answer)));
+TEST_P(Line, ResendsTheResponseOnlyToAnRs485HostsNackBeforeItsAck) {
+    const Bytes answer = boardAnswer(GetParam(), "m300"), again(answer.begin() + 1, answer.end());
+    EXPECT_EQ(hex(answer), hex(sim.ask("m", answer.size())));
     sim.send({0x15});
-    EXPECT_EQ(hex(Bytes(answer.begin() + 1, answer.end())), hex(sim.receive(answer.size() - 1)));
-    sim.send({0x06});
-    // After the final ACK a NACK no longer asks for anything.
-    sim.send({0x15});
-    sim.expectReply("AB", "A12");
+    EXPECT_EQ(GetParam() == Wire::Rs485 ? hex(again) : "", hex(sim.receive(again.size(), 300)));
+    sim.send({0x06, 0x15});
+    sim.expectReply("m", "m300");
 }
 
-TEST_F(Rs485Line, KeepsQuietAboutFramesForAnotherAddress) {
-    sim.send({0x04, 0x48, 0x30, 0x02, 0x41, 0x42, 0x03, 0x7E});
-    sim.expectReply("AB", "A12");
-    const std::string records = sim.control("records");
-    EXPECT_EQ("OK 1 ", records.substr(0, 5));
-    EXPECT_EQ(":AB", records.substr(records.size() - 3));
+TEST_P(Line, TheBoardAnswersEveryCommandAndRefusesWrongArgumentsWithoutActing) {
+    ASSERT_EQ("OK", sim.control("set-reply S 00C0"));
+    ASSERT_EQ("OK", sim.control("set-reply P2 FFFF1F"));
+    // Each word is a command and, after '=', its reply data; one without is refused.
+    auto exchange = [&](const std::string& words) {
+        std::istringstream in(words);
+        for (std::string w; in >> w;) {
+            const size_t eq = w.find('=');
+            sim.expectReply(w.substr(0, eq), eq == std::string::npos ? nullptr : &w[eq + 1]);
+        }
+    };
+    exchange(
+        "S=S00C0 P2=PFFFF1F m=m300 FA1=F B2=B M100=M m=m100 R00500030=ROK L22222222222222222222=L");
+    EXPECT_EQ("OK leds=22222222222222222222 buzzer=2 key=1 motion=100", sim.control("outputs"));
+    // A shorter L turns the outputs it does not name off; refused commands change nothing.
+    exchange(
+        "L020100=L FA0=F B0=B M999=M m=m999 L0003 FA2 FB1 FA B3 B B11 M099 M1000 M12 M1a0 m1 "
+        "R0050003 R005000300 R0050003x s P P20 X Z ZJ Z10 L000000000000000000000");
+    EXPECT_EQ("OK leds=02010000000000000000 buzzer=0 key=0 motion=999", sim.control("outputs"));
+}
+
+TEST(BoardFile, TheExampleAnswersAsItDocumentsAndResetCommandsClearOnlyLatchedDigits) {
+    Sim sim(Wire::Rs485, {"--board", SIU_SOURCE_DIR "/examples/siusim-board.ini"});
+    sim.expectReply("V", "VZT-SIM 2.14");
+    // The safe-box door opens (digit 1) and the seismic sensor trips (digit 10, which latches).
+    ASSERT_EQ("OK", sim.control("set-flag S 1 1 1"));
+    ASSERT_EQ("OK", sim.control("set-flag S 10 7 1"));
+    sim.expectReply("S", "S1000000B0700000");
+    for (const char* reset : {"Z1", "ZA", "ZI"}) sim.expectReply(reset, "Z");
+    sim.expectReply("S", "S1000000B0000000");
+}
+
+TEST_P(Line, FaultsChangeTheNextAnswerAndCarryTheCommandOutOrNot) {
+    const Bytes good = boardAnswer(GetParam(), "B"), garbage = {0x41, 0x7E, 0x55, 0xAA, 0x3F};
+    Bytes badBcc = good, noisy = garbage;
+    badBcc.back() ^= 0xFF;
+    noisy.insert(noisy.end(), good.begin(), good.end());
+    const struct {
+        const char* fault;
+        Bytes seen;
+        char buzzer;  // 1 when the command was carried out
+        std::chrono::milliseconds atLeast;
+    } cases[] = {
+        {"nack", {0x15}, '0', 0ms},
+        {"no-ack", Bytes(good.begin() + 1, good.end()), '1', 0ms},
+        {"bad-bcc", badBcc, '1', 0ms},
+        {"silent", {}, '0', 0ms},
+        {"garbage", garbage, '0', 0ms},
+        {"noise", noisy, '1', 0ms},
+        {"stall 1 150", good, '1', 150ms},
+    };
+    for (const auto& c : cases) {
+        ASSERT_EQ("OK", sim.control(std::string("fault ") + c.fault).substr(0, 2));
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(hex(c.seen), hex(sim.ask("B1", c.seen.size()))) << c.fault;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, c.atLeast) << c.fault;
+        ASSERT_TRUE(siutest::waitFor(
+            [&] { return sim.control("records").find(":B1") != std::string::npos; }));
+        EXPECT_EQ(std::string(1, c.buzzer), sim.output("buzzer")) << c.fault;
+        sim.send({0x06});
+        sim.expectReply("B0", "B");  // the fault has ended
+    }
+}
+
+TEST(Faults, DropHangsUpTheLineAndPointsTheLinkAtANewOne) {
+    Sim sim;
+    const std::string before = sim.control("device");
+    ASSERT_EQ("OK drop 1", sim.control("fault drop"));
+    sim.send(hostFrame(Wire::Direct, "V"));
+    pollfd p{sim.fd, POLLIN, 0};
+    EXPECT_TRUE(poll(&p, 1, 2000) == 1 && (p.revents & POLLHUP));
+    ASSERT_TRUE(siutest::waitFor([&] { return sim.control("device") != before; }));
+    EXPECT_EQ("OK " + std::filesystem::read_symlink(sim.link()).string(), sim.control("device"));
+    close(sim.fd);
+    sim.fd = open(sim.link().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    sim.expectReply("V", "VSIUSIM 1.0");
+}
+
+TEST(Faults, CanBeGivenAtStartShownAndCleared) {
+    Sim sim(Wire::Direct, {"--fault", "nack:2"});
+    EXPECT_EQ("OK nack 2", sim.control("fault"));
+    const char* replies[] = {nullptr, nullptr, "m300"};
+    for (const char* reply : replies) sim.expectReply("m", reply);
+    EXPECT_EQ("OK none", sim.control("fault"));
+    for (const char* bad : {"fault explode", "fault nack 0", "fault nack 1 100", "fault stall 1 x"})
+        EXPECT_EQ("ERR", sim.control(bad).substr(0, 3)) << bad;
+    EXPECT_EQ("OK stall 3 100", sim.control("fault stall 3"));
+    EXPECT_EQ("OK none", sim.control("fault none"));
 }

@@ -3,16 +3,18 @@
 // here are built by hand, independently of the simulator and of the library,
 // and are themselves pinned to literal bytes in the framing tests.
 
-#include "support/TestSupport.h"
-
+#include <fcntl.h>
 #include <gtest/gtest.h>
-
-#include <sys/types.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
-#include <cstdint>
 #include <string>
 #include <vector>
+
+#include "support/TestSupport.h"
 
 namespace simtest {
 
@@ -20,62 +22,120 @@ using Bytes = std::vector<uint8_t>;
 using namespace std::chrono_literals;
 
 enum class Wire { Direct, Rs485 };
-
-// Names the protocol in parameterised test names.
+// The protocol's name in parameterised test names.
 std::string wireName(const ::testing::TestParamInfo<Wire>& info);
 
-Bytes hostFrame(Wire w, const std::string& command);
-// What a correct board sends back: ACK and the response frame for data.
-Bytes boardAnswer(Wire w, const std::string& data);
-std::string hex(const Bytes& b);
-
-class Sim {
-public:
-    // Starts siusim --link <link> plus extra (the link defaults to a fresh
-    // temporary path); waits until it answers and opens the line as the host
-    // would.
-    explicit Sim(Wire w = Wire::Direct, std::vector<std::string> extra = {},
-                 const std::string& link = "");
-    ~Sim();
-    Sim(const Sim&) = delete;
-    Sim& operator=(const Sim&) = delete;
-
-    const std::string& link() const { return linkPath; }
-    const siutest::TempDir& dir() const { return tmp; }
-    pid_t pid() const { return child; }
-    int fd() const { return lineFd; }
-
-    // One control command over the socket; its one-line answer.
-    std::string control(const std::string& line) const;
-
-    // One field of the "outputs" control answer (leds, buzzer, key, motion).
-    std::string output(const std::string& name) const;
-
-    void reopenLine();
-    void send(const Bytes& b) const;
-    // Reads until n bytes have come or the timeout passes.
-    Bytes receive(size_t n, std::chrono::milliseconds timeout = 2s) const;
-    // Sends the command framed and reads as many bytes as expected holds.
-    Bytes ask(const std::string& command, const Bytes& expected) const;
-    // Sends the command and the host's final ACK; the reply data must match.
-    void expectReply(const std::string& command, const std::string& data) const;
-
-    // Waits (bounded) for the process to end; its exit status or -1.
-    int waitExit(std::chrono::milliseconds timeout = 5s);
-
-private:
-    siutest::TempDir tmp;
-    std::string linkPath;
-    Wire protocol;
-    pid_t child = -1;
-    int lineFd = -1;
-};
-
-// Runs siusim with the arguments to its end; exit status and output.
-struct Outcome {
-    int status;
+inline std::string hex(const Bytes& b) {
     std::string out;
+    char buf[4];
+    for (uint8_t c : b) out += (std::snprintf(buf, sizeof buf, "%02X ", c), buf);
+    return out;
+}
+
+// head, data, ETX and the XOR of all of them; the board puts an ACK before.
+inline Bytes framed(Bytes head, const std::string& data, bool ack = false) {
+    head.insert(head.end(), data.begin(), data.end());
+    head.push_back(0x03);
+    uint8_t x = 0;
+    for (uint8_t c : head) x ^= c;
+    head.push_back(x);
+    if (ack) head.insert(head.begin(), 0x06);
+    return head;
+}
+inline Bytes hostFrame(Wire w, const std::string& command) {
+    return framed(w == Wire::Direct ? Bytes{0x02} : Bytes{0x04, 0x48, 0x29, 0x02}, command);
+}
+inline Bytes boardAnswer(Wire w, const std::string& data) {
+    return framed(w == Wire::Direct ? Bytes{0x02} : Bytes{0x01, 0x48, 0x29, 0x30}, data, true);
+}
+
+// Waits (bounded) for the process to end: its exit status, 128 + its signal, or -1.
+inline int reap(pid_t pid, std::chrono::milliseconds timeout = 5s) {
+    int status = 0;
+    if (!siutest::waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeout))
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Runs siusim with the words (through the shell, for at most 10 s) to its
+// end: exit status and output.
+inline std::pair<int, std::string> runSiusim(const std::string& words) {
+    FILE* p = popen(("timeout 10 " SIUSIM_EXE " " + words + " 2>&1").c_str(), "r");
+    std::string out;
+    char buf[256];
+    for (size_t n; p != nullptr && (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+    const int status = p != nullptr ? pclose(p) : -1;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+}
+
+// A running simulator: siusim --link <link> plus extra (the link a fresh
+// temporary path by default), with the line opened as the host opens it.
+struct Sim {
+    explicit Sim(Wire w = Wire::Direct, const std::vector<std::string>& extra = {},
+                 const std::string& at = "")
+        : linkPath(at.empty() ? tmp.file("line") : at), wire(w) {
+        std::string command = "exec " SIUSIM_EXE " --link " + linkPath + " --protocol " +
+                              (w == Wire::Direct ? "direto" : "485");
+        for (const std::string& word : extra) command += " " + word;
+        command += " >" + tmp.file("out") + " 2>&1";
+        if ((pid = fork()) == 0) {
+            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+            _exit(127);
+        }
+        if (!siutest::waitFor([&] { return control("ping") == "OK"; }))
+            ADD_FAILURE() << "no siusim: " << siutest::readWholeFile(tmp.file("out"));
+        fd = open(linkPath.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_GE(fd, 0) << linkPath;
+    }
+    ~Sim() {  // unless the test has reaped it
+        if (fd >= 0) close(fd);
+        if (pid > 0 && waitpid(pid, nullptr, WNOHANG) == 0 && kill(pid, SIGKILL) == 0) reap(pid);
+    }
+
+    // One control command through siusim --control: its one-line answer.
+    std::string control(const std::string& line) const {
+        const std::string out = runSiusim("--control " + linkPath + " '" + line + "'").second;
+        return out.substr(0, out.find('\n'));
+    }
+    // One field of the "outputs" answer (leds, buzzer, key, motion).
+    std::string output(const std::string& name) const;
+    const std::string& link() const { return linkPath; }
+
+    void send(const Bytes& b) const {
+        EXPECT_EQ(static_cast<ssize_t>(b.size()), write(fd, b.data(), b.size()));
+    }
+    // Up to n bytes, waiting at most timeoutMs for each piece.
+    Bytes receive(size_t n, int timeoutMs = 2000) const {
+        Bytes got;
+        uint8_t buf[256];
+        pollfd p{fd, POLLIN, 0};
+        while (got.size() < n && poll(&p, 1, timeoutMs) == 1) {
+            const ssize_t r = read(fd, buf, std::min(sizeof buf, n - got.size()));
+            if (r <= 0) break;
+            got.insert(got.end(), buf, buf + r);
+        }
+        return got;
+    }
+    Bytes ask(const std::string& command, size_t n) const {
+        send(hostFrame(wire, command));
+        return receive(n);
+    }
+    // Sends the command, expects the board's answer with the reply data (a
+    // NACK for nullptr) and ends the exchange with the host's ACK.
+    void expectReply(const std::string& command, const char* data) const {
+        // An RS-485 output command ends at the board's ACK.
+        const Bytes answer = data == nullptr                            ? Bytes{0x15}
+                             : wire == Wire::Rs485 && command[0] == 'L' ? Bytes{0x06}
+                                                                        : boardAnswer(wire, data);
+        EXPECT_EQ(hex(answer), hex(ask(command, answer.size()))) << command;
+        if (answer.size() > 1) send({0x06});
+    }
+
+    siutest::TempDir tmp;
+    const std::string linkPath;
+    const Wire wire;
+    pid_t pid = -1;
+    int fd = -1;
 };
-Outcome runSiusim(const std::vector<std::string>& args);
 
 }  // namespace simtest
