@@ -15,13 +15,12 @@
 #include "common/Configuration.h"
 #include "common/Log.h"
 #include "common/LogDll.h"
+#include "tests/tools/siusim/SimHarness.h"
 #include "tests/transport/ScriptedPort.h"
-#include "tests/transport/SimulatedBoard.h"
 
 namespace {
 
 using siutest::LinkUnderTest;
-using siutest::SimulatedBoard;
 
 // The command and its reply data (the board repeats the command letter).
 const std::string COMMAND = "1";
@@ -67,7 +66,7 @@ private:
 // Runs exchanges for as long as the state asks; the mean ms of one.
 double runExchanges(benchmark::State& state, bool rs485, const std::vector<std::string>& extra,
                     Log* log = nullptr) {
-    SimulatedBoard board(rs485 ? "485" : "direto", extra);
+    simtest::Sim board(rs485 ? simtest::Wire::Rs485 : simtest::Wire::Direct, extra);
     board.control("set-reply " + COMMAND + " " + REPLY);
     LinkUnderTest link(std::make_unique<CommUart>(), 50, 50, log);
     if (link.openSerial(board.link(), 115200) != 0) {

@@ -1,16 +1,14 @@
 #pragma once
 // A port that plays a scripted board, for byte sequences and port failures
-// that the simulator cannot produce. Each Read takes the next entry of the
-// script; each Write is recorded and answered as scripted.
+// the simulator cannot produce, and a transport driving its exchanges over
+// a given port with the line time-outs and pacing a test chooses.
 
-#include <cstdint>
 #include <deque>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "common/Utils.h"
 #include "libuart/comm_base.h"
 #include "libuart/comm_uart.h"
 #include "transport/TransportProtocol.h"
@@ -24,11 +22,6 @@ public:
     // silence.
     static constexpr int SILENCE = 0x100;
 
-    void answer(std::initializer_list<int> entries) { reads.insert(reads.end(), entries); }
-    void answer(const std::string& bytes) {
-        for (unsigned char b : bytes) reads.push_back(b);
-    }
-
     int Read(unsigned char* data, int len) override {
         ++readCalls;
         if (reads.empty() || len < 1) return 0;
@@ -41,32 +34,26 @@ public:
     }
     int Write(const unsigned char* data, int len) override {
         writes.emplace_back(data, data + len);
-        writeTicks.push_back(GetMonotonicTickMs());
         if (writeResults.empty()) return len;
         int result = writeResults.front();
         writeResults.pop_front();
         return result;
     }
-    int Flush(unsigned char flags) override {
-        flushes.push_back(flags);
-        return 0;
-    }
+    int Flush(unsigned char) override { return 0; }
 
     std::deque<int> reads;
     std::deque<int> writeResults;  // one per Write; none scripted: the whole length
     std::vector<std::string> writes;
-    std::vector<uint64_t> writeTicks;  // monotonic ms of each Write
-    std::vector<unsigned char> flushes;
     int readCalls = 0;
 };
 
-// A transport driving its exchanges over a given port, with the line
-// time-outs and pacing a test chooses.
 class LinkUnderTest : public TransportProtocol {
 public:
     explicit LinkUnderTest(std::unique_ptr<CommBase> port, int rxTimeoutMs = 1000,
                            int txTimeoutMs = 1000, Log* logger = nullptr)
-        : TransportProtocol(logger, lineConfig(rxTimeoutMs, txTimeoutMs), std::move(port)) {
+        : TransportProtocol(logger, uart_config_s{}, std::move(port)) {
+        uart_config.rx_timeout = rxTimeoutMs;
+        uart_config.tx_timeout = txTimeoutMs;
         setInterval(0);
     }
     void setInterval(uint64_t ms) {
@@ -74,8 +61,7 @@ public:
         intervalBetweenCommands = ms;
     }
     void useDefaultInterval() { bIntervalSetted = false; }
-    // Opens device 8N1 at baud as the port of this transport, which must be
-    // an unopened CommUart; the port's result.
+    // Opens device 8N1 as the port, which must be an unopened CommUart.
     int openSerial(const std::string& device, int baud) {
         devicePath = device;
         uart_config.device = &devicePath[0];
@@ -84,7 +70,6 @@ public:
         uart_config.stop_bits = 1;
         return comm->Open(&uart_config);
     }
-    uart_config_s& line() { return uart_config; }
     // One exchange of command by either framing; what was handed over (with
     // the RS-485 terminator) replaces *reply.
     int exchange(bool rs485, std::string command, std::string* reply = nullptr) {
@@ -104,18 +89,22 @@ public:
 
 private:
     std::string devicePath;
-    static uart_config_s lineConfig(int rxTimeoutMs, int txTimeoutMs) {
-        uart_config_s c{};
-        c.rx_timeout = rxTimeoutMs;
-        c.tx_timeout = txTimeoutMs;
-        return c;
+};
+
+// Read script entries, from a list of them or from the bytes of a text.
+struct Script : std::vector<int> {
+    Script(std::initializer_list<int> entries) : std::vector<int>(entries) {}
+    Script(const std::string& bytes) : std::vector<int>(bytes.begin(), bytes.end()) {
+        for (int& b : *this) b &= 0xff;
     }
 };
 
-// A transport over a fresh scripted port.
+// A transport over a fresh scripted port that reads script.
 struct ScriptedLink {
-    explicit ScriptedLink(int rxTimeoutMs = 1000, int txTimeoutMs = 1000)
-        : port(new ScriptedPort), link(std::unique_ptr<CommBase>(port), rxTimeoutMs, txTimeoutMs) {}
+    explicit ScriptedLink(const Script& script = {}, int rxTimeoutMs = 1000, int txTimeoutMs = 1000)
+        : port(new ScriptedPort), link(std::unique_ptr<CommBase>(port), rxTimeoutMs, txTimeoutMs) {
+        port->reads.assign(script.begin(), script.end());
+    }
     ScriptedPort* port;  // owned by link
     LinkUnderTest link;
 };

@@ -6,3 +6,4 @@ target_compile_definitions(${exe_name} PRIVATE
 # The exchanges are also run against the board simulator over a pty.
 add_dependencies(${exe_name} siusim)
 target_compile_definitions(${exe_name} PRIVATE SIUSIM_EXE="$<TARGET_FILE:siusim>")
+target_sources(${exe_name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/tools/siusim/SimHarness.cpp)
