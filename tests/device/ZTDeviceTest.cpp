@@ -85,7 +85,7 @@ TEST_F(ZT, IndicatorCommandsResendTheLastStateOfEveryOutputEvenAfterAFailure) {
         link->sent);
 }
 
-TEST_F(ZT, CodecRefusesBadArgumentsWithoutSending) {
+TEST_F(ZT, CodecAndDeviceRefuseBadArgumentsWithoutSending) {
     char rsp[10];
     EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, codec->CmdSetIndicator(0, 1, 6, false));
     EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, codec->CmdSetIndicator(7, 1, 6, false));
@@ -95,6 +95,18 @@ TEST_F(ZT, CodecRefusesBadArgumentsWithoutSending) {
     EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, codec->CmdGenericCommand("m", nullptr, 10));
     EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, codec->CmdGenericCommand("m", rsp, 0));
     EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, codec->CmdGetVersion(nullptr));
+    unsigned int times[] = {99, 1000}, buzzer = 3;
+    st_cmd_set_ports panel{NORVA_SIU_SETPORTS_PANEL, 1}, unknown{2, 1};
+    st_cmd_reset_remoto off{1000, 0, {}}, on{0, 100000, {}};
+    for (unsigned int& t : times)
+        EXPECT_EQ(ERR_CMD_INVALID_PARAMETER,
+                  device.executeCMD(CMD_SET_SENSOR_MOTION_TIME, &t, nullptr));
+    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, device.executeCMD(CMD_SET_BUZZER, &buzzer, nullptr));
+    EXPECT_EQ(ERR_CMD_NOT_IMPLEMENTED, device.executeCMD(CMD_SET_PORTS, &panel, nullptr));
+    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, device.executeCMD(CMD_SET_PORTS, &unknown, nullptr));
+    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, device.executeCMD(CMD_RESET_REMOTO, &off, nullptr));
+    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, device.executeCMD(CMD_RESET_REMOTO, &on, nullptr));
+    EXPECT_EQ(0, std::memcmp(on.REspResetSensores, "Erro", 4));
     EXPECT_EQ(Sent{}, link->sent);
 }
 
