@@ -1,37 +1,46 @@
+// The table of ten services through SIU_Open and SIU_Close, on fake devices.
+
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "support/ServiceFixture.h"
 
-using siutest::FakeCall;
-typedef std::vector<FakeCall> Calls;
+class ServiceTable : public siutest::ServiceTest {
+protected:
+    // An automatic base AUTO that stands for the numbered services SIU0..SIU9,
+    // whose devices fail to open with the code that opens(name) gives.
+    void automatic(std::function<int(const std::string& service)> opens) {
+        std::string ini = "[AUTO]\nAutomatic=SIU\n";
+        for (int i = 0; i < 10; ++i) ini += section("SIU" + std::to_string(i));
+        writeIni(ini);
+        setAnswer([opens](const std::string& service, int cmd, void*) {
+            return cmd == CMD_OPEN ? opens(service) : SUCCESS;
+        });
+    }
+};
 
-class ServiceTable : public siutest::ServiceTest {};
-
-TEST_F(ServiceTable, CountsRepeatedOpensAndClosesTheDeviceOnlyOnTheLastClose) {
-    writeIni(section("A"));
+TEST_F(ServiceTable, CountsOpensAndClosesTheDeviceOnTheLastCloseUnderItsOwnNameOnly) {
+    writeIni(section("A") + section("B"));
     int first = -1, idx = -1;
     ASSERT_EQ(SUCCESS, open("A", &first));
     ASSERT_EQ(SUCCESS, open("A", &idx));
     EXPECT_EQ(first, idx);
-    EXPECT_EQ(Calls({{"A", CMD_OPEN}}), calls());
-    EXPECT_NE(std::string::npos, logOf("A").find("Service A Already Opened - Tot.: 2"));
-
+    EXPECT_TRUE(logged("A", "Service A Already Opened - Tot.: 2"));
     EXPECT_EQ(SUCCESS, close("A", &idx));
-    EXPECT_EQ(first, idx);
-    EXPECT_NE(std::string::npos, logOf("A").find("Service A Opened yet - Tot.: 1"));
+    EXPECT_TRUE(logged("A", "Service A Opened yet - Tot.: 1"));
+    // A wrong name drops the count but closes nothing; the right one then does.
+    EXPECT_EQ(ERR_CFG_INVALID_SERVICE_NAME, close("B", &idx));
     EXPECT_EQ(SUCCESS, SIU_Reset(idx));
-
     EXPECT_EQ(SUCCESS, close("A", &idx));
     EXPECT_EQ(-1, idx);
-    EXPECT_EQ(Calls({{"A", CMD_OPEN}, {"A", CMD_RESET}, {"A", CMD_CLOSE}}), calls());
+    EXPECT_EQ("A OPEN, A RESET, A CLOSE", calls());
     EXPECT_EQ(0, devicesAlive());
     EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_Reset(first));
+    EXPECT_EQ(ERR_MGR_INVALID_INDEX, close("A", &first));
 }
 
-TEST_F(ServiceTable, HoldsTenServicesRefusesTheEleventhAndReusesTheLowestFreeSlot) {
+TEST_F(ServiceTable, HoldsTenServicesRefusesTheEleventhAndCommandsOnFreeSlotsAndReusesTheLowest) {
     std::string ini;
     for (int i = 0; i <= 10; ++i) ini += section("S" + std::to_string(i));
     writeIni(ini);
@@ -43,88 +52,62 @@ TEST_F(ServiceTable, HoldsTenServicesRefusesTheEleventhAndReusesTheLowestFreeSlo
     EXPECT_EQ(ERR_MGR_MAX_SERVICES, open("S10", &idx[10]));
     EXPECT_EQ(-1, idx[10]);
     EXPECT_EQ(10, devicesAlive());
-
     EXPECT_EQ(SUCCESS, close("S7", &idx[7]));
     EXPECT_EQ(SUCCESS, close("S3", &idx[3]));
+    for (int bad : {3, 7, 10, -1, 2147483647})
+        EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_SetBuzzer(bad, 1));
     EXPECT_EQ(SUCCESS, open("S10", &idx[10]));
     EXPECT_EQ(3, idx[10]);
 }
 
-TEST_F(ServiceTable, RefusesCustomersAndDeviceNamesItHasNoClientOrDeviceFor) {
-    writeIni(
-        "[X]\nCustomer=OTHER\nDeviceName=ZT\nLogGenerate=NO\n"
-        "[XY]\nCustomer=NORVA\nDeviceName=XY\nLogGenerate=NO\n"
-        "[NONAME]\nCustomer=NORVA\nLogGenerate=NO\n" +
-        section("A"));
-    int idx = 4;
-    EXPECT_EQ(ERR_MGR_CLIENT_NOT_FOUND, open("X", &idx));
-    EXPECT_EQ(-1, idx);
-    EXPECT_EQ(ERR_MGR_DEVICE_NOT_FOUND, open("XY", &idx));
-    EXPECT_EQ(-1, idx);
-    EXPECT_EQ(ERR_CFG_NOT_DEFINED, open("NONAME", &idx));
-    EXPECT_EQ(-1, idx);
-    EXPECT_EQ(0, devicesAlive());
-    EXPECT_TRUE(calls().empty());
-    // The real "ZT" device cannot be built on a section without a link.
-    createDeviceZT = savedFactory;
-    EXPECT_EQ(ERR_MGR_INTERNAL_ERROR, open("A", &idx));
-    EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_Reset(0));  // every slot stayed free
-}
-
-TEST_F(ServiceTable, RefusesNullArgumentsAndNamesTheFileLacks) {
-    writeIni(section("A"));
-    int idx = 7;
-    char name[] = "A";
-    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, SIU_Open(nullptr, &idx));
-    EXPECT_EQ(-1, idx);
-    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, SIU_Open(name, nullptr));
-    EXPECT_EQ(ERR_CFG_INVALID_SERVICE_NAME, open("MISSING", &idx));
-    EXPECT_EQ(ERR_CFG_INVALID_SERVICE_NAME, open(std::string(255, 'N'), &idx));
-    EXPECT_EQ(-1, idx);
-
-    ASSERT_EQ(SUCCESS, open("A", &idx));
-    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, SIU_Close(nullptr, &idx));
-    EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, SIU_Close(name, nullptr));
-    EXPECT_EQ(SUCCESS, SIU_Reset(idx));
-}
-
-TEST_F(ServiceTable, UndoesAnOpenTheDeviceRefuses) {
-    writeIni(section("A"));
+TEST_F(ServiceTable, RefusesServicesItCannotBuildOrOpenAndLeavesEverySlotFree) {
+    writeIni(section("A") + "[X]\nCustomer=OTHER\nDeviceName=ZT\nLogGenerate=NO\n" +
+             "[XY]\nCustomer=NORVA\nDeviceName=XY\nLogGenerate=NO\n" +
+             "[NONAME]\nCustomer=NORVA\nLogGenerate=NO\n");
     setAnswer([](const std::string&, int cmd, void*) {
         return cmd == CMD_OPEN ? ERR_SER_TIMEOUT : SUCCESS;
     });
-    int idx = 0;
-    EXPECT_EQ(ERR_SER_TIMEOUT, open("A", &idx));
-    EXPECT_EQ(-1, idx);
-    EXPECT_EQ(Calls({{"A", CMD_OPEN}, {"A", CMD_CLOSE}}), calls());
+    auto refused = [&](const std::string& name, int code) {
+        int idx = 4;
+        EXPECT_EQ(code, open(name, &idx)) << name;
+        EXPECT_EQ(-1, idx) << name;
+    };
+    refused("X", ERR_MGR_CLIENT_NOT_FOUND);
+    refused("XY", ERR_MGR_DEVICE_NOT_FOUND);
+    refused("NONAME", ERR_CFG_NOT_DEFINED);
+    refused("MISSING", ERR_CFG_INVALID_SERVICE_NAME);
+    refused(std::string(255, 'N'), ERR_CFG_INVALID_SERVICE_NAME);
+    refused("A", ERR_SER_TIMEOUT);
+    EXPECT_EQ("A OPEN, A CLOSE", calls());  // the refused open is undone
     EXPECT_EQ(0, devicesAlive());
+    createDeviceZT = savedFactory;  // the real device cannot be built on a section without a link
+    refused("A", ERR_MGR_INTERNAL_ERROR);
     EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_Reset(0));
 }
 
-TEST_F(ServiceTable, ClosingUnderAnotherNameFailsAndLeavesTheServiceOpen) {
-    writeIni(section("A") + section("B"));
+TEST_F(ServiceTable, AutomaticOpensTheFirstNumberedServiceWhoseDeviceAnswersAndOpensItTwice) {
+    automatic([](const std::string& s) { return s < "SIU2" ? ERR_SER_TIMEOUT : SUCCESS; });
     int idx = -1;
-    ASSERT_EQ(SUCCESS, open("A", &idx));
-    int copy = idx;
-    EXPECT_EQ(ERR_CFG_INVALID_SERVICE_NAME, close("B", &copy));
-    EXPECT_EQ(idx, copy);
-    EXPECT_EQ(SUCCESS, SIU_Reset(idx));
-    EXPECT_EQ(SUCCESS, close("A", &copy));
-    EXPECT_EQ(-1, copy);
+    ASSERT_EQ(SUCCESS, open("AUTO", &idx));
+    EXPECT_EQ(0, idx);
+    EXPECT_TRUE(logged("SIU2", "SERVICE:[SIU2]"));
+    EXPECT_EQ(SUCCESS, close("AUTO", &idx));
+    EXPECT_EQ(-1, idx);
+    EXPECT_EQ("SIU0 OPEN, SIU0 CLOSE, SIU1 OPEN, SIU1 CLOSE, SIU2 OPEN, SIU2 OPEN, SIU2 CLOSE",
+              calls());
     EXPECT_EQ(0, devicesAlive());
 }
 
-TEST_F(ServiceTable, RefusesCommandsOnIndicesThatNameNoOpenServiceAndLogsNothing) {
-    writeIni(section("A"));
-    int idx = -1;
-    ASSERT_EQ(SUCCESS, open("A", &idx));
-    ASSERT_EQ(0, idx);
-    std::string before = logOf("A");
-    for (int bad : {10, -1, 1, 2147483647}) {
-        EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_SetBuzzer(bad, 1)) << bad;
-        int copy = bad;
-        EXPECT_EQ(ERR_MGR_INVALID_INDEX, close("A", &copy)) << bad;
+TEST_F(ServiceTable, AutomaticTriesExactlyTenNamesAndReturnsTheLastError) {
+    automatic([](const std::string& s) { return s == "SIU9" ? ERR_SER_NACK : ERR_SER_TIMEOUT; });
+    int idx = 3;
+    EXPECT_EQ(ERR_SER_NACK, open("AUTO", &idx));
+    EXPECT_EQ(-1, idx);
+    std::string expected;
+    for (int i = 0; i < 10; ++i) {
+        std::string s = "SIU" + std::to_string(i);
+        expected += (i ? ", " : "") + s + " OPEN, " + s + " CLOSE";
     }
-    EXPECT_EQ(before, logOf("A"));
-    EXPECT_EQ(Calls({{"A", CMD_OPEN}}), calls());
+    EXPECT_EQ(expected, calls());
+    EXPECT_EQ(0, devicesAlive());
 }

@@ -12,7 +12,6 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -28,31 +27,18 @@
 
 namespace siutest {
 
-struct FakeCall {
-    std::string service;
-    int cmd;
-    bool operator==(const FakeCall& o) const { return service == o.service && cmd == o.cmd; }
-};
-
-inline std::ostream& operator<<(std::ostream& os, const FakeCall& c) {
-    return os << c.service << ":" << getFunctionName(static_cast<unsigned int>(c.cmd));
-}
-
-// What every fake device of the process answers (SUCCESS unless a test
-// says otherwise), what it was asked, and how many devices exist.
+// What every fake device of the process answers (SUCCESS unless a test says
+// otherwise), the commands they were given ("A OPEN, A RESET"), and how many
+// devices exist.
 struct FakeBoard {
     typedef std::function<int(const std::string& service, int cmd, void* buffer_in)> Answer;
     static FakeBoard& instance() {
         static FakeBoard board;
         return board;
     }
-    std::vector<FakeCall> calls() {
-        std::lock_guard<std::mutex> lock(m);
-        return log;
-    }
     std::mutex m;
     Answer answer;
-    std::vector<FakeCall> log;
+    std::string calls;
     int alive = 0;
 };
 
@@ -71,7 +57,8 @@ public:
         FakeBoard::Answer answer;
         {
             std::lock_guard<std::mutex> lock(board.m);
-            board.log.push_back({service, cmd});
+            std::string name = getFunctionName(static_cast<unsigned int>(cmd));
+            board.calls += (board.calls.empty() ? "" : ", ") + service + " " + name.substr(4);
             answer = board.answer;
         }
         return answer ? answer(service, cmd, buffer_in) : SUCCESS;
@@ -95,16 +82,15 @@ protected:
         ASSERT_EQ(0, loadLogDll());
         savedFactory = createDeviceZT;
         createDeviceZT = [](void* params) -> BLDevice* { return new FakeDevice(params); };
-        FakeBoard& board = FakeBoard::instance();
-        std::lock_guard<std::mutex> lock(board.m);
-        board.answer = nullptr;
-        board.log.clear();
+        setAnswer(nullptr);
+        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
+        FakeBoard::instance().calls.clear();
     }
 
     void TearDown() override {
         if (IsSkipped()) return;
-        // What a test left open must not leak into the next test of the
-        // same process. Answers may refer to the test's locals, gone by now.
+        // Nothing a test left open may leak into the next test of the process;
+        // answers may refer to the test's locals, gone by now.
         setAnswer(nullptr);
         for (auto& s : opened) {
             for (int i = 0; i < 10 && mgr->validateIndex(&s.first[0], s.second) == SUCCESS; ++i) {
@@ -146,6 +132,9 @@ protected:
         for (const auto& f : files) text += readWholeFile(f);
         return text;
     }
+    bool logged(const std::string& service, const std::string& text) {
+        return logOf(service).find(text) != std::string::npos;
+    }
 
     int devicesAlive() {
         std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
@@ -155,7 +144,10 @@ protected:
         std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
         FakeBoard::instance().answer = std::move(answer);
     }
-    std::vector<FakeCall> calls() { return FakeBoard::instance().calls(); }
+    std::string calls() {
+        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
+        return FakeBoard::instance().calls;
+    }
 
     TempDir dir;
     BLDevice* (*savedFactory)(void*) = nullptr;  // the one the library ships with
