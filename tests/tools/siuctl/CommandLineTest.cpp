@@ -22,7 +22,6 @@ TEST(SiuctlCommandLine, HelpDocumentsEveryCommandAndExitsZero) {
 TEST(SiuctlCommandLine, RefusesWrongOnesWithTwoAndTakesNamesInAnyCaseWithOrWithoutPrefix) {
     const std::string loading = "cannot load the library: ";
     const std::vector<std::tuple<Args, int, std::string>> cases = {
-        // arguments, exit, message
         {{}, 2, "missing command"},
         {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
         {{"-s"}, 2, "missing value of -s"},
@@ -33,9 +32,9 @@ TEST(SiuctlCommandLine, RefusesWrongOnesWithTwoAndTakesNamesInAnyCaseWithOrWitho
         {{"power-cycle", "1000", "5"}, 2, "OFF must be a number from 0 to 999"},
         {{"power-cycle", "5", "100000"}, 2, "ON must be a number from 0 to 99999"},
         {{"reset-sensors", "INDICATOR_LED_GREEN"}, 2, "no item is named 'INDICATOR_LED_GREEN'"},
-        {{"reset-sensors", "SENSOR_HEAT", "SENSOR_SKIMMING"},
+        {{"reset-sensors", "SENSOR_HEAT", "SENSOR_DC_POWER"},
          2,
-         "'SENSOR_SKIMMING' cannot be reset: the library resets only the first seven items"},
+         "'SENSOR_DC_POWER' cannot be reset: the library resets only the first seven items"},
         {{"status", "--interval", "100"}, 2, "unknown option '--interval' of status"},
         {{"watch", "--interval", "9"}, 2, "--interval must be a number from 10 to 3600000"},
         {{"reset", "now"}, 2, "unexpected 'now' after reset"},

@@ -1,7 +1,6 @@
 #pragma once
-// The real siuctl and library (copied with Log.so and the example
-// configuration into a directory of their own) against the real siusim
-// running the example board on a pseudo-terminal.
+// The real siuctl and library (with Log.so and the example configuration in a
+// directory of their own) against the real siusim running the example board.
 
 #include "support/TestSupport.h"
 
@@ -82,8 +81,7 @@ inline Result run(const Args& argv) {
 
 struct Bench {
     Bench() {
-        std::filesystem::create_directories(logs);
-        std::filesystem::create_directories(dir);
+        for (const std::string& d : {logs, dir}) std::filesystem::create_directories(d);
         std::filesystem::copy_file(SIU_LIBRARY, dir + "/libNorvaSensorBoard.so.1");
         std::filesystem::copy_file(LOGSO_PATH, dir + "/Log.so");
         configure(line);

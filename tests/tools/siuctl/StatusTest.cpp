@@ -54,7 +54,9 @@ TEST(SiuctlStatus, ShowsEveryFlagOfTheBoardUnderItsItemsNameAsJsonAndInColumns) 
                 (*m)[1].str() + std::string(32 - (*m)[1].length(), ' ') + (*m)[2].str() + "\n";
         }
         EXPECT_EQ(expectedStates(reply), shown) << reply;
-        EXPECT_EQ(columns, b.siuctl({"status"}).out);
+        const Result plain = b.siuctl({"-v", "status"});  // -v: the library's console on stderr
+        EXPECT_EQ(columns, plain.out);
+        EXPECT_NE(std::string::npos, plain.err.find("S - " + reply.substr(0, 15))) << plain.err;
     }
 }
 
