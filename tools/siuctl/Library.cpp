@@ -40,7 +40,9 @@ void Library::Closer::operator()(void* h) const {
 
 bool Library::load(const std::string& where, std::string& error) {
     const std::string file = fileToLoad(where);
-    handle.reset(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL));
+    // The library's manager lives as long as the process and is never
+    // destroyed; unloading the library would leave it behind unreachable.
+    handle.reset(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE));
     if (!handle) {
         const char* why = dlerror();
         error = why != nullptr ? why : ("cannot load " + file);

@@ -1,16 +1,18 @@
 #pragma once
-// Runs the real siuctl against the real library, copied with Log.so and the
-// example configuration into a directory of its own, and the real siusim with
-// the example board file on a pseudo-terminal.
+// The real siuctl and library (with Log.so and the example configuration in a
+// directory of their own) against the real siusim running the example board.
 
 #include "support/TestSupport.h"
 
-#include <sys/types.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 
-#include <chrono>
-#include <map>
-#include <memory>
-#include <string>
+#include <filesystem>
+#include <regex>
+#include <stdexcept>
 #include <vector>
 
 namespace ctltest {
@@ -18,63 +20,99 @@ namespace ctltest {
 using namespace std::chrono_literals;
 using Args = std::vector<std::string>;
 
-struct Result {
-    int status;  // exit status, 128 + signal, or -1 when it did not end in time
-    std::string out;
-    std::string err;
-};
+// siuctl's timestamps, as a regular expression
+const std::string kTime = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
 
-// A child process writing to files; ended and reaped at destruction.
+inline Args operator+(Args a, const Args& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// A child writing to files; ended (SIGTERM) and reaped at destruction.
 class Process {
 public:
-    Process(const Args& argv, const std::string& outFile, const std::string& errFile,
-            const Args& extraEnv = {});
-    ~Process();
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-
-    void signal(int sig) const;
-    bool ended();  // reaps it
-    // Exit status as in Result, -1 when it did not end within timeout.
-    int wait(std::chrono::milliseconds timeout);
+    Process(Args argv, const std::string& outFile, const std::string& errFile) {
+        std::vector<char*> p;
+        for (std::string& s : argv) p.push_back(s.data());
+        p.push_back(nullptr);
+        posix_spawn_file_actions_t fa;
+        posix_spawn_file_actions_init(&fa);
+        posix_spawn_file_actions_addopen(&fa, 0, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&fa, 1, outFile.c_str(), O_WRONLY | O_CREAT, 0644);
+        posix_spawn_file_actions_addopen(&fa, 2, errFile.c_str(), O_WRONLY | O_CREAT, 0644);
+        const int rc = posix_spawn(&pid, p[0], &fa, nullptr, p.data(), environ);
+        posix_spawn_file_actions_destroy(&fa);
+        if (rc != 0) throw std::runtime_error("cannot start " + argv[0]);
+    }
+    ~Process() {
+        signal(SIGTERM);
+        if (wait(5s) < 0) signal(SIGKILL);
+        wait(5s);
+    }
+    void signal(int sig) const {
+        if (pid > 0) kill(pid, sig);
+    }
+    // The exit status, 128 + the signal that ended it, or -1 while it runs.
+    int wait(std::chrono::milliseconds timeout) {
+        int st = 0;
+        if (pid > 0 &&
+            siutest::waitFor([&] { return waitpid(pid, &st, WNOHANG) == pid; }, timeout)) {
+            pid = 0;
+            status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+        }
+        return status;
+    }
 
 private:
     pid_t pid = -1;
     int status = -1;
 };
 
-Result run(const Args& argv, const Args& extraEnv = {});
+struct Result {
+    int status;
+    std::string out, err;
+};
 
-// jq's output (raw) for filter applied to json, which must be exactly one
-// JSON value.
-std::string jq(const std::string& filter, const std::string& json);
+inline Result run(const Args& argv) {
+    siutest::TempDir d;
+    const int status = Process(argv, d.file("out"), d.file("err")).wait(30s);
+    return {status, siutest::readWholeFile(d.file("out")), siutest::readWholeFile(d.file("err"))};
+}
 
-class Bench {
-public:
-    Bench();
-    ~Bench();
+struct Bench {
+    Bench() {
+        for (const std::string& d : {logs, dir}) std::filesystem::create_directories(d);
+        std::filesystem::copy_file(SIU_LIBRARY, dir + "/libNorvaSensorBoard.so.1");
+        std::filesystem::copy_file(LOGSO_PATH, dir + "/Log.so");
+        configure(line);
+        if (!siutest::waitFor([&] { return run(simArgs({"ping"})).status == 0; }, 10s, 20ms))
+            throw std::runtime_error("no siusim: " + siutest::readWholeFile(tmp.file("sim.err")));
+    }
+    // The example configuration, with DevicePort port and LogPath logs.
+    void configure(const std::string& port) const {
+        std::string ini = siutest::readWholeFile(SIU_SOURCE_DIR "/examples/NorvaSensorBoard.ini");
+        ini = std::regex_replace(ini, std::regex("\nDevicePort = .*"), "\nDevicePort = " + port);
+        ini = std::regex_replace(ini, std::regex("\nLogPath = .*"), "\nLogPath = " + logs);
+        tmp.write("run/NorvaSensorBoard.ini", ini);
+    }
+    Args ctl(const Args& args) const { return Args{SIUCTL_EXE, "--lib", dir} + args; }
+    Result siuctl(const Args& args) const { return run(ctl(args)); }
+    Args simArgs(const Args& words) const { return Args{SIUSIM_EXE, "--control", line} + words; }
+    // The first line of the simulator's answer, which must be OK.
+    std::string sim(const Args& words) const {
+        const Result r = run(simArgs(words));
+        EXPECT_EQ(0, r.status) << words[0] << ": " << r.out << r.err;
+        return r.out.substr(0, r.out.find('\n'));
+    }
 
-    const std::string& runDir() const { return run; }
-    const siutest::TempDir& dir() const { return tmp; }
-
-    // Installs the example configuration with the values of the keys named
-    // replaced; DevicePort is the simulator's link and LogPath a directory of
-    // the bench unless named.
-    void configure(const std::map<std::string, std::string>& keys = {}) const;
-
-    Args siuctlArgv(const Args& args) const;  // siuctl --lib <run dir> args...
-    Result siuctl(const Args& args) const;
-    // siusim --control <link> words...; the test fails unless it answers OK.
-    std::string sim(const Args& words) const;
-    // One field of the simulator's "outputs" (leds, buzzer, key, motion).
-    std::string output(const std::string& field) const;
-    std::string logs() const;
-
-private:
     siutest::TempDir tmp;
-    std::string run;
-    std::string line;
-    std::unique_ptr<Process> simulator;
+    std::string dir = tmp.file("run");
+    std::string line = tmp.file("line");
+    std::string logs = tmp.file("logs");
+    Process simulator{
+        {SIUSIM_EXE, "--link", line, "--board", SIU_SOURCE_DIR "/examples/siusim-board.ini"},
+        tmp.file("sim.out"),
+        tmp.file("sim.err")};
 };
 
 }  // namespace ctltest

@@ -1,5 +1,5 @@
 # The tests run the real siuctl against the real library (with Log.so) and the
-# real simulator, as a technician would; they check JSON with jq.
+# real simulator, as a technician would.
 add_dependencies(${exe_name} siuctl siusim NorvaSensorBoard Log)
 target_compile_definitions(${exe_name} PRIVATE
   SIUCTL_EXE="$<TARGET_FILE:siuctl>"
