@@ -186,6 +186,24 @@ TEST_F(OpenPort, ReceiveWaitsOnceForItsTimeOutAndSendOutlastsItsWaits) {
     EXPECT_TRUE(received == block);
 }
 
+// A speed change makes the line raw again (8N1) at the new rate; the open's
+// parity and size are not re-applied.
+TEST(LineSpeed, ChangesTheRateOfAnOpenLineOnlyToATableRate) {
+    PtyLine pty;
+    uart_config_s cfg = pty.config();
+    cfg.data_bits = 7;
+    cfg.parity = PARITY_EVEN;
+    CommUart port;
+    EXPECT_EQ(-EIO, port.SetSpeed(19200));
+    ASSERT_EQ(SUCCESS, port.Open(&cfg));
+    EXPECT_EQ(0, port.SetSpeed(19200));
+    EXPECT_EQ(B19200, cfgetospeed(&applied));
+    EXPECT_EQ(CS8, applied.c_cflag & CSIZE);
+    EXPECT_EQ(0u, applied.c_cflag & PARENB);
+    EXPECT_EQ(-EINVAL, port.SetSpeed(110));
+    EXPECT_EQ(B19200, cfgetospeed(&applied));
+}
+
 TEST_F(OpenPort, ModemLinesReportEachOnItsBitAndFailWithTheirCodes) {
     CaptureStderr();  // a pty has no modem lines
     EXPECT_EQ(ERR_SER_RTS_FAILED, port.GetPinOut(buf));
