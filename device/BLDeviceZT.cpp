@@ -4,10 +4,9 @@
 
 #include "common/Configuration.h"
 #include "common/Log.h"
+#include "device/CommandRecords.h"
 #include "device/LLDeviceZT.h"
 #include "device/SensorBoardConfiguration.h"
-#include "interface/SIUGlobal.h"
-#include "libuart/comm_base.h"
 
 namespace {
 
@@ -244,8 +243,7 @@ bool BLDeviceZT::holdIsLong(unsigned char pin) {
 unsigned char BLDeviceZT::readPins() {
     unsigned char pins = 0;
     TransportProtocol* link = ll->getTransport();
-    CommBase* port = link != nullptr ? link->getPort() : nullptr;
-    if (port == nullptr || port->GetPinOut(&pins) < 0) return 0;
+    if (link == nullptr || link->getModemLines(&pins) < 0) return 0;
     return pins;
 }
 

@@ -12,9 +12,10 @@
 #include <thread>
 #include <vector>
 
+#include "common/ConstructParams.h"
 #include "device/BLDeviceZT.h"
+#include "device/CommandRecords.h"
 #include "device/LLDeviceZT.h"
-#include "interface/SIUGlobal.h"
 #include "libuart/comm_base.h"
 #include "support/TestSupport.h"
 
