@@ -125,6 +125,7 @@ private:
             case Command::PowerCycle:
                 return powerCycle();
             case Command::Help:
+            case Command::Version:
                 break;
         }
         return kExitUsage;
