@@ -94,9 +94,13 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
-    // The port object while the port is open, else null. The device's
-    // volume-button watcher reads the modem lines through it.
+    // The port object while the port is open, else null.
     CommBase* getPort() const { return comm.get(); }
+    // The modem status lines (bits as CommBase::GetPinOut gives them), read
+    // without the port's semaphore: the device's volume-button watcher polls
+    // them between and during exchanges. ERR_TRP_PORT_NOT_OPENED without a
+    // port object.
+    int getModemLines(unsigned char* pins);
 
     // Tick (ms) of the last completed point-to-point command: the pause
     // between commands is kept across every transport of the process, whose

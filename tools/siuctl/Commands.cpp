@@ -1,10 +1,10 @@
 #include "tools/siuctl/Commands.h"
 
+#include "common/IniLocation.h"
 #include "tools/siuctl/ItemNames.h"
 #include "tools/siuctl/ResultCodes.h"
 
 #include <signal.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -84,14 +84,14 @@ struct DeviceInfo {
 class Run {
 public:
     Run(const Request& r, const Library& lib, std::FILE* o)
-        : req(r), siu(lib.siu()), hint{r.service, lib.path(), ""}, out(o) {
-        if (r.command == Command::Indicator) hint.item = indicators().names[r.indicator];
-    }
+        : req(r), siu(lib.siu()), hint{r.service, lib.path(), ""}, out(o) {}
 
     int execute() {
         std::string service = req.service;
         int rc = siu.open(&service[0], &idx);
         if (rc != SIU_SUCCESS) return failed("opening service " + req.service, rc);
+        // A hint names the item only for what the command did to it.
+        if (req.command == Command::Indicator) hint.item = indicators().names[req.indicator];
         const int exitStatus = command();
         rc = siu.close(&service[0], &idx);
         if (rc != SIU_SUCCESS && exitStatus == kExitOk)
@@ -183,13 +183,11 @@ private:
         DeviceInfo d;
         const int rc = readInfo(d);
         if (rc != SIU_SUCCESS) return failed("reading the device information", rc);
-        std::string dir = hint.library.substr(0, hint.library.rfind('/') + 1);
-        struct stat st {};
-        const char* kFixed = "/Norva/NorvaAPI/NorvaSensorBoard.ini";
-        const std::string ini =
-            stat(kFixed, &st) == 0 && S_ISREG(st.st_mode) ? kFixed : dir + "NorvaSensorBoard.ini";
+        const std::string dir = hint.library.substr(0, hint.library.rfind('/') + 1);
+        char ini[4096];
+        locateIniFile(dir.c_str(), ini, sizeof ini);
         std::fprintf(out, "library:        %s\n", hint.library.c_str());
-        std::fprintf(out, "configuration:  %s\n", ini.c_str());
+        std::fprintf(out, "configuration:  %s\n", ini);
         std::fprintf(out, "service:        %s\n", req.service.c_str());
         std::fprintf(out, "firmware:       %s\n", d.firmware.c_str());
         for (std::size_t g = 0; g < kGroupCount; ++g)
