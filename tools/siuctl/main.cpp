@@ -54,6 +54,10 @@ int run(int argc, char** argv) {
         std::fputs(siuctl::kUsage, stdout);
         return siuctl::kExitOk;
     }
+    if (request.command == siuctl::Command::Version) {
+        std::puts("siuctl " SIU_PRODUCT_VERSION);
+        return siuctl::kExitOk;
+    }
     File out = takeStandardOutput(request.verbose);
     if (!out) {
         std::perror("siuctl: standard output");
