@@ -51,6 +51,8 @@ install(CODE "
        TYPE FILE FILES \"\${pc_file}\")
 " COMPONENT dev)
 
+include(${CMAKE_CURRENT_LIST_DIR}/ManPages.cmake)
+
 # --- Tools: examples, udev rule ------------------------------------------
 install(FILES ${CMAKE_SOURCE_DIR}/examples/NorvaSensorBoard.ini
               ${CMAKE_SOURCE_DIR}/examples/siusim-board.ini

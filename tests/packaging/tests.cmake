@@ -10,5 +10,9 @@ add_test(NAME InstalledTreeServesPkgConfigAndCMakeConsumersAgainstTheSimulator
   COMMAND bash ${siu_packaging_dir}/staged_install.sh ${siu_packaging_args}
           ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER})
 
-set(siu_packaging_tests InstalledTreeServesPkgConfigAndCMakeConsumersAgainstTheSimulator)
+add_test(NAME ManualPagesRenderWithoutWarningsAndCoverEveryKeyOptionAndCommand
+  COMMAND bash ${siu_packaging_dir}/man_pages.sh ${siu_packaging_args} ${CMAKE_SOURCE_DIR})
+
+set(siu_packaging_tests InstalledTreeServesPkgConfigAndCMakeConsumersAgainstTheSimulator
+                        ManualPagesRenderWithoutWarningsAndCoverEveryKeyOptionAndCommand)
 set_tests_properties(${siu_packaging_tests} PROPERTIES TIMEOUT 120 DISABLED ${SIU_SANITIZE})
