@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "common/Utils.h"
+#include "common/Semaphores.h"
 #include "libuart/uart.h"
 
 class CommBase;
