@@ -83,14 +83,6 @@ private:
     bool locked;
 };
 
-// new[] copy of text, or null when out of memory.
-char* copyText(const char* text) {
-    size_t n = std::strlen(text) + 1;
-    char* copy = new (std::nothrow) char[n];
-    if (copy != nullptr) std::memcpy(copy, text, n);
-    return copy;
-}
-
 // Decimal conversion that stops at the first non-digit; "0x10" is 0.
 long toLong(const char* text) {
     return std::strtol(text, nullptr, 10);
@@ -133,11 +125,14 @@ const char* Configuration::cachedService() const {
 }
 
 bool Configuration::cacheValue(enum_iniKeys en_key, const char* value) {
-    char* copy = copyText(value);
-    if (copy == nullptr) return false;
-    delete[] inikeys[en_key].strValueKey;
-    inikeys[en_key].strValueKey = copy;
-    return true;
+    try {
+        std::unique_ptr<char[]> copy = copyText(value);
+        delete[] inikeys[en_key].strValueKey;
+        inikeys[en_key].strValueKey = copy.release();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 int Configuration::setService(const char* name) {
@@ -220,8 +215,12 @@ int Configuration::readText(const char* strSection, const char* strKey, char** s
     int len = ini_gets(section, strKey, kNotDefined, buffer, sizeof buffer, filePathIni);
     if (n != nullptr) *n = len;
     if (std::strcmp(buffer, kNotDefined) == 0) return ERR_CFG_NOT_DEFINED;
-    *strValue = copyText(buffer);
-    return *strValue != nullptr ? SUCCESS : ERR_CFG_INTERNAL_ERROR;
+    try {
+        *strValue = copyText(buffer).release();
+        return SUCCESS;
+    } catch (const std::bad_alloc&) {
+        return ERR_CFG_INTERNAL_ERROR;
+    }
 }
 
 int Configuration::getConfig(const char* strSection, const char* strKey, char** strValue) {
