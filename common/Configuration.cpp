@@ -15,8 +15,9 @@ namespace {
 
 // Also the name of the semaphore that guards the file.
 const char* const kSemName = kIniFileName;
-// Default handed to the reader; a value written literally as NOT_DEFINED
-// therefore counts as missing, which is how the file format has always worked.
+// Default handed to the reader, which gives it back for a missing key. A value
+// written literally as NOT_DEFINED cannot be told from that and counts as
+// missing too.
 const char kNotDefined[] = "NOT_DEFINED";
 // Values longer than 255 characters are cut to 255.
 constexpr int kValueBufferSize = 256;
