@@ -8,6 +8,8 @@
 #include "IniParse/minIni.h"
 #include "common/IniLocation.h"
 #include "common/Log.h"
+#include "common/Paths.h"
+#include "common/Strings.h"
 #include "manager/Global.h"
 
 namespace {

@@ -14,7 +14,6 @@
 #include <memory>
 
 #include "common/ProcessLock.h"
-#include "common/Utils.h"
 
 class Log;
 

@@ -10,6 +10,7 @@
 
 #include "common/Configuration.h"
 #include "common/LogDll.h"
+#include "common/Threads.h"
 #include "manager/Global.h"
 
 const char cLogLevel[11][4] = {"INI", "FIM", "WRN", "ERR", "DBG", "INF",

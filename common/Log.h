@@ -12,7 +12,6 @@
 #include <memory>
 
 #include "common/ProcessLock.h"
-#include "common/Utils.h"
 
 class Configuration;
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/Log.h"
 #include "device/CommandRecords.h"

@@ -12,7 +12,7 @@
 #include <atomic>
 #include <memory>
 
-#include "common/Utils.h"
+#include "common/Semaphores.h"
 #include "device/BLDevice.h"
 
 class LLDeviceZT;

@@ -4,9 +4,10 @@
 #include <cstring>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
+#include "common/Hex.h"
 #include "common/Log.h"
-#include "common/Utils.h"
 #include "interface/NorvaSIU.h"
 #include "manager/Global.h"
 

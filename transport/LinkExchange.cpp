@@ -10,8 +10,9 @@
 #include <atomic>
 #include <climits>
 
+#include "common/Checksum.h"
+#include "common/Clock.h"
 #include "common/Log.h"
-#include "common/Utils.h"
 #include "libuart/comm_base.h"
 #include "manager/Global.h"
 #include "transport/LinkFraming.h"

@@ -10,6 +10,8 @@
 #include "common/Configuration.h"
 #include "common/ConstructParams.h"
 #include "common/Log.h"
+#include "common/Paths.h"
+#include "common/Strings.h"
 #include "libuart/comm_uart.h"
 #include "manager/Global.h"
 

@@ -14,7 +14,7 @@
 #include <string>
 
 #include "common/ProcessLock.h"
-#include "common/Utils.h"
+#include "common/Semaphores.h"
 #include "libuart/uart.h"
 
 class CommBase;
