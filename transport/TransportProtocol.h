@@ -67,6 +67,10 @@ public:
     int getSerialConfig(uart_config_s* config);
     int openPort();
     int closePort();
+    // Discards the port's queues (low byte of flags: 1 receive, 4 transmit)
+    // under the port's semaphore. Its results are its public contract, which
+    // outside callers of the transport see: ERR_TRP_GENERIC on success, not
+    // SUCCESS; on failure the port's code, with the semaphore left held.
     int flush(int flags);
     int sendData(unsigned char* buf, int len);
     int sendData(void* data);
