@@ -1,19 +1,16 @@
 #include "common/Configuration.h"
 
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "IniParse/minIni.h"
+#include "common/IniLocation.h"
 #include "manager/Global.h"
 
 namespace {
 
-const char kIniFileName[] = "NorvaSensorBoard.ini";
-const char kSystemIniPath[] = "/Norva/NorvaAPI/NorvaSensorBoard.ini";
 // Also the name of the semaphore that guards the file.
 const char* const kSemName = kIniFileName;
 // Default handed to the reader; a value written literally as NOT_DEFINED
@@ -83,11 +80,6 @@ private:
     SEM_NAMED held;
     bool locked;
 };
-
-bool isRegularFile(const char* path) {
-    struct stat st {};
-    return stat(path, &st) == 0 && S_ISREG(st.st_mode);
-}
 
 // new[] copy of text, or null when out of memory.
 char* copyText(const char* text) {
@@ -162,18 +154,9 @@ int Configuration::getLastError() {
 }
 
 int Configuration::setPathIniFile() {
-    if (isRegularFile(kSystemIniPath)) {
-        std::snprintf(filePathIni, sizeof filePathIni, "%s", kSystemIniPath);
-        return SUCCESS;
-    }
+    if (locateIniFile(modulePath, filePathIni, sizeof filePathIni)) return SUCCESS;
     filePathIni[0] = '\0';
-    if (modulePath[0] == '\0') return ERR_CFG_GETMODULEPATH;
-    char candidate[sizeof filePathIni];
-    int n = std::snprintf(candidate, sizeof candidate, "%s%s", modulePath, kIniFileName);
-    if (n < 0 || static_cast<size_t>(n) >= sizeof candidate || !isRegularFile(candidate))
-        return ERR_CFG_INI_FILE_NOT_FOUND;
-    std::memcpy(filePathIni, candidate, sizeof filePathIni);
-    return SUCCESS;
+    return modulePath[0] == '\0' ? ERR_CFG_GETMODULEPATH : ERR_CFG_INI_FILE_NOT_FOUND;
 }
 
 int Configuration::getDeviceConfig(enum_iniKeys en_key, char** value) {

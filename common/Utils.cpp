@@ -13,6 +13,7 @@
 #include <ctime>
 #include <memory>
 
+#include "common/UniqueHandles.h"
 #include "manager/Global.h"
 
 char modulePath[256];
@@ -135,7 +136,9 @@ int ThreadClose(unsigned long thread) {
     return pthread_cancel(static_cast<pthread_t>(thread)) == 0 ? 0 : -1;
 }
 
-int ThreadWait(unsigned long thread) { return ThreadWaitTimeOut(thread, 0xFFFFFFFFu); }
+int ThreadWait(unsigned long thread) {
+    return ThreadWaitTimeOut(thread, 0xFFFFFFFFu);
+}
 
 int ThreadWaitTimeOut(unsigned long thread, unsigned int /*ms*/) {
     return pthread_join(static_cast<pthread_t>(thread), nullptr) == 0 ? 0 : -1;
@@ -147,14 +150,24 @@ int CreateNamedEvent(const char* /*name*/, void** handle, bool /*manualReset*/,
                      bool /*initialState*/) {
     return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER;
 }
-int DestroyNamedEvent(void** handle) { return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER; }
-int ResetNamedEvent(void* handle) { return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER; }
-int SetNamedEvent(void* handle) { return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER; }
+int DestroyNamedEvent(void** handle) {
+    return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER;
+}
+int ResetNamedEvent(void* handle) {
+    return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER;
+}
+int SetNamedEvent(void* handle) {
+    return handle != nullptr ? 0 : ERR_INT_INVALID_POINTER;
+}
 int SetNamedEvent(void** handle) {
     return SetNamedEvent(static_cast<void*>(handle));
 }
-bool IsNamedEventSetted(void* handle) { return handle != nullptr; }
-int DestroyHandle(void** /*handle*/) { return 0; }
+bool IsNamedEventSetted(void* handle) {
+    return handle != nullptr;
+}
+int DestroyHandle(void** /*handle*/) {
+    return 0;
+}
 
 // --- Dynamic libraries -------------------------------------------------------------
 
@@ -187,7 +200,9 @@ uint64_t GetTickMs() {
     return toMs(ts);
 }
 
-uint64_t GetTickMs_64() { return GetTickMs(); }
+uint64_t GetTickMs_64() {
+    return GetTickMs();
+}
 
 uint64_t GetCurrentTime() {
     timespec ts{};
@@ -202,7 +217,9 @@ uint64_t GetMonotonicTickMs() {
     return toMs(ts);
 }
 
-uint64_t TickElapsedMs(uint64_t start, uint64_t now) { return now > start ? now - start : 0; }
+uint64_t TickElapsedMs(uint64_t start, uint64_t now) {
+    return now > start ? now - start : 0;
+}
 
 int Sleep_ms(unsigned int ms) {
     // 32-bit product as the callers expect: sleeps beyond ~71 minutes wrap.
@@ -211,7 +228,9 @@ int Sleep_ms(unsigned int ms) {
     return 0;
 }
 
-unsigned long UtlGetCurrentThreadId() { return static_cast<unsigned long>(pthread_self()); }
+unsigned long UtlGetCurrentThreadId() {
+    return static_cast<unsigned long>(pthread_self());
+}
 
 // --- Strings and paths ---------------------------------------------------------------
 
@@ -280,7 +299,9 @@ char* getCurrentPath(char* buf, unsigned int size) {
     return buf;
 }
 
-int SearchUSB(const char*, const char*, char*) { return -1; }
+int SearchUSB(const char*, const char*, char*) {
+    return -1;
+}
 
 char* getString(char* buf, int size) {
     if (buf == nullptr || size < 1) return nullptr;
@@ -392,18 +413,11 @@ char* uIntToBinaryString(unsigned int value, char* buf, unsigned short size) {
 
 // --- Files ---------------------------------------------------------------------------------
 
-namespace {
-struct FileCloser {
-    void operator()(FILE* f) const { std::fclose(f); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-}  // namespace
-
 void readFile(const char* path, unsigned char** buf, unsigned int* len) {
     if (len == nullptr) return;
     *len = 0;
     if (path == nullptr || buf == nullptr) return;
-    FilePtr f(std::fopen(path, "rb"));
+    UniqueFile f(std::fopen(path, "rb"));
     if (!f) return;
     if (std::fseek(f.get(), 0, SEEK_END) != 0) return;
     long size = std::ftell(f.get());
@@ -418,7 +432,7 @@ void readFile(const char* path, unsigned char** buf, unsigned int* len) {
 
 int writeFile(const char* path, const unsigned char* buf, unsigned int n) {
     if (path == nullptr || (buf == nullptr && n > 0)) return -1;
-    FilePtr f(std::fopen(path, "wb"));
+    UniqueFile f(std::fopen(path, "wb"));
     if (!f) return -1;
     if (n > 0 && std::fwrite(buf, 1, n, f.get()) != n) return -1;
     return std::fclose(f.release()) == 0 ? 0 : -1;

@@ -98,8 +98,6 @@ private:
     bool holdIsLong(unsigned char pin);
     // The modem lines of the port; 0 when they cannot be read.
     unsigned char readPins();
-    // Sends command and keeps the reply text in rsp (size bytes).
-    int sendCommand(const char* command, char* rsp, size_t size);
     // One line into the service's log, when there is one.
     void logText(int level, const char* caller, const char* text);
 

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <new>
 
+#include "common/UniqueHandles.h"
+
 struct uart_s {
     int uart_fd;             // negative when the device could not be opened
     uart_config_s* config;   // the caller's record, read on every send and receive
@@ -38,26 +40,6 @@ uart_s* portOf(void* handle) {
 bool isOpen(const uart_s* port) {
     return port != nullptr && port->uart_fd >= 0;
 }
-
-// Closes a descriptor on scope exit unless it was handed over.
-class FdGuard {
-public:
-    explicit FdGuard(int fd) : fd_(fd) {}
-    ~FdGuard() {
-        if (fd_ >= 0) close(fd_);
-    }
-    FdGuard(const FdGuard&) = delete;
-    FdGuard& operator=(const FdGuard&) = delete;
-    int get() const { return fd_; }
-    int release() {
-        int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
-
-private:
-    int fd_;
-};
 
 bool speedOf(int baud, speed_t* speed) {
     static const struct {
@@ -150,7 +132,7 @@ int uart_init(void** handle, uart_config_s* cfg) {
 
     // O_NOCTTY is left out on purpose: the open flags are part of the port's
     // established behaviour.
-    FdGuard fd(open(cfg->device, O_RDWR | O_NONBLOCK));
+    UniqueFd fd(open(cfg->device, O_RDWR | O_NONBLOCK));
     if (fd.get() < 0) {
         int err = errno;
         fprintf(stderr, "Erro [%d] abrindo %s\n", err, cfg->device);

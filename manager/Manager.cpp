@@ -8,9 +8,10 @@
 #include <string>
 
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "common/Log.h"
 #include "common/LogDll.h"
-#include "interface/SIUGlobal.h"
+#include "device/CommandRecords.h"
 #include "manager/BLClient.h"
 #include "manager/Global.h"
 

@@ -8,9 +8,9 @@
 #include <stdexcept>
 
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "common/Log.h"
 #include "libuart/comm_uart.h"
-#include "manager/ConstructParams.h"
 #include "manager/Global.h"
 
 namespace {
@@ -385,6 +385,11 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
     }
     releaseSem(semPort);
     return rc;
+}
+
+int TransportProtocol::getModemLines(unsigned char* pins) {
+    if (comm == nullptr) return ERR_TRP_PORT_NOT_OPENED;
+    return comm->GetPinOut(pins);
 }
 
 int TransportProtocol::flush(int flags) {

@@ -7,6 +7,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <list>
 #include <memory>
@@ -18,6 +19,9 @@
 class CommBase;
 class Configuration;
 class Log;
+namespace linkframing {
+struct Framing;
+}
 
 class TransportProtocol {
 public:
@@ -90,13 +94,18 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
-    // The port object while the port is open, else null. The device's
-    // volume-button watcher reads the modem lines through it.
+    // The port object while the port is open, else null.
     CommBase* getPort() const { return comm.get(); }
+    // The modem status lines (bits as CommBase::GetPinOut gives them), read
+    // without the port's semaphore: the device's volume-button watcher polls
+    // them between and during exchanges. ERR_TRP_PORT_NOT_OPENED without a
+    // port object.
+    int getModemLines(unsigned char* pins);
 
     // Tick (ms) of the last completed point-to-point command: the pause
-    // between commands is kept across every transport of the process.
-    static uint64_t ullL1_LastCommand;
+    // between commands is kept across every transport of the process, whose
+    // services may run on threads of their own.
+    static std::atomic<uint64_t> ullL1_LastCommand;
 
 protected:
     // A transport over a port that is already open, with no configuration
@@ -145,6 +154,10 @@ private:
     int openSerialPort();
     int shutPort(const char* caller, bool announce);
     int destroySem();
+    // One framed exchange as the framing describes it.
+    int runExchange(const linkframing::Framing& framing, const unsigned char* send, int len,
+                    unsigned char** recv, int* recvLen);
+    void keepPace(const char* caller);
     // Runs op under the port semaphore once the port is open.
     template <typename Op>
     int whileHoldingPort(bool needsPort, Op op);

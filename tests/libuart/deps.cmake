@@ -1,3 +1,4 @@
+target_link_libraries(${exe_name} PRIVATE siu_uart)
 # openpty() lives in libutil. The wraps let UartTest.cpp see the settings and
 # modem lines that a pty does not keep or have.
 target_link_libraries(${exe_name} PRIVATE util)

@@ -17,10 +17,10 @@
 #include <vector>
 
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "common/Log.h"
 #include "common/StandinLog.h"
 #include "libuart/PtyLine.h"
-#include "manager/ConstructParams.h"
 #include "manager/Global.h"
 #include "support/TestSupport.h"
 #include "transport/TransportProtocol.h"
