@@ -36,10 +36,8 @@ struct Line {
 };
 
 struct BudgetSettings {
-    // 0: the library's documented figure for the line (exchangeDeadlineMs).
+    // 0: the library's documented figures (exchangeDeadlineMs, portWaitMs).
     unsigned exchangeDeadlineMs = 0;
-    // 0: the library's documented budget of one wait for a cross-process
-    // lock (lockBudgetMs).
     unsigned lockBudgetMs = 0;
     // Attempts after the first that the library makes of one exchange.
     unsigned retries = 0;
@@ -47,22 +45,31 @@ struct BudgetSettings {
     unsigned slackMs = 1000;
 };
 
-// The longest one exchange may take: the longest legal reply (the 1,000-byte
-// work area) and the command at the line's speed, plus the receive time-outs
-// of the silences the protocols allow (up to five empty reads), for each of
-// the three transmissions two NACKs allow.
-unsigned exchangeDeadlineMs(const Line& line);
-// The longest a wait for the port, the configuration file or a log channel
-// may last before the call gives up: two exchanges of the holder.
-unsigned lockBudgetMs(const Line& line);
+// The library's documented limits (README, "Budgets" and "Locks"), for an
+// 8N1 line:
+// - one exchange ends within the time a 1000-byte work area takes on the wire
+//   each way plus the silence budget: five receive time-outs point-to-point,
+//   1000 / DeviceRxTimeout + 1 of them three times over on RS-485;
+unsigned exchangeDeadlineMs(const Line& line, bool rs485);
+// - a wait for the port gives up after two turns of a holder, a turn being
+//   the pause, a longest frame each way at 12 bits a character, ten receive
+//   time-outs and one second;
+unsigned portWaitMs(const Line& line);
+// - a wait for the configuration file gives up after 5 s, one for a log
+//   channel after 1 s (the record is dropped).
+constexpr unsigned kConfigWaitMs = 5000;
+constexpr unsigned kLogWaitMs = 1000;
 
-// The budget of one call: each exchange may wait for the port, pause between
-// commands and run (retries + 1) attempts; an open also waits for the
-// configuration file and the log; a close waits for the command another
-// thread of the process is running (otherBudgetMs, 0 when there is none).
-unsigned callBudgetMs(Call c, const Line& line, const BudgetSettings& s, unsigned otherBudgetMs);
+// The budget of one call on a service of that line: each exchange may wait
+// for the port, pause between commands and run (retries + 1) attempts, each
+// within the exchange deadline; the call's first and last log records may
+// each wait for their channel; an open also waits for the configuration file;
+// an open or a close waits for the command another thread of the process is
+// running (otherBudgetMs, 0 when there is none).
+unsigned callBudgetMs(Call c, const Line& line, bool rs485, const BudgetSettings& s,
+                      unsigned otherBudgetMs);
 
-// The text of a description of the budget formula, for the report.
+// The budget formula with its figures, for the report.
 std::string describeBudget(const Line& line, const BudgetSettings& s);
 
 }  // namespace siusoak

@@ -182,7 +182,7 @@ private:
     void pump(int timeoutMs);
     void stopAll();
     void report() const;
-    unsigned budget(const Client& c, Call call) const;
+    unsigned budget(const Client& c, const std::string& service, Call call) const;
     template <typename T>
     T uniform(T lo, T hi) {
         return std::uniform_int_distribution<T>(lo, hi)(rng);
@@ -214,13 +214,19 @@ private:
     double ranSeconds = 0;
 };
 
-unsigned Soak::budget(const Client& c, Call call) const {
+unsigned Soak::budget(const Client& c, const std::string& service, Call call) const {
     unsigned other = 0;
-    if (c.services.size() > 1)
+    bool rs485 = false;
+    for (const auto& [name, board] : c.services) {
+        if (name == service) {
+            rs485 = boards[board].rs485;
+            continue;
+        }
         for (int k = 0; k < kCallCount; ++k)
-            if (static_cast<Call>(k) != Call::Open && static_cast<Call>(k) != Call::Close)
-                other = std::max(other, callBudgetMs(static_cast<Call>(k), opt.line, opt.budget, 0));
-    return callBudgetMs(call, opt.line, opt.budget, other);
+            other = std::max(other, callBudgetMs(static_cast<Call>(k), opt.line,
+                                                 boards[board].rs485, opt.budget, 0));
+    }
+    return callBudgetMs(call, opt.line, rs485, opt.budget, other);
 }
 
 bool Soak::setUp() {
@@ -380,7 +386,7 @@ void Soak::onLine(size_t i, const std::string& line) {
     InFlight& f = c.inFlight[service];
     if (kind == "B") {
         f = InFlight{true, static_cast<Call>(call), Clock::now(), secondsSince(begin),
-                     budget(c, static_cast<Call>(call)), -1};
+                     budget(c, service, static_cast<Call>(call)), -1};
         return;
     }
     int rc = 0;
@@ -528,7 +534,9 @@ void Soak::stopAll() {
         if (b.pid > 0) control(b.link, "fault none");
     unsigned longest = 0;
     for (Client& c : clients) {
-        for (int k = 0; k < kCallCount; ++k) longest = std::max(longest, budget(c, static_cast<Call>(k)));
+        for (const auto& sv : c.services)
+            for (int k = 0; k < kCallCount; ++k)
+                longest = std::max(longest, budget(c, sv.first, static_cast<Call>(k)));
         if (c.pid > 0) c.rssEnd = residentKb(c.pid);
         if (c.input >= 0) close(c.input);
         c.input = -1;
