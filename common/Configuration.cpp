@@ -7,14 +7,17 @@
 
 #include "IniParse/minIni.h"
 #include "common/IniLocation.h"
+#include "common/Paths.h"
+#include "common/Strings.h"
 #include "manager/Global.h"
 
 namespace {
 
 // Also the name of the semaphore that guards the file.
 const char* const kSemName = kIniFileName;
-// Default handed to the reader; a value written literally as NOT_DEFINED
-// therefore counts as missing, which is how the file format has always worked.
+// Default handed to the reader, which gives it back for a missing key. A value
+// written literally as NOT_DEFINED cannot be told from that and counts as
+// missing too.
 const char kNotDefined[] = "NOT_DEFINED";
 // Values longer than 255 characters are cut to 255.
 constexpr int kValueBufferSize = 256;
@@ -81,14 +84,6 @@ private:
     bool locked;
 };
 
-// new[] copy of text, or null when out of memory.
-char* copyText(const char* text) {
-    size_t n = std::strlen(text) + 1;
-    char* copy = new (std::nothrow) char[n];
-    if (copy != nullptr) std::memcpy(copy, text, n);
-    return copy;
-}
-
 // Decimal conversion that stops at the first non-digit; "0x10" is 0.
 long toLong(const char* text) {
     return std::strtol(text, nullptr, 10);
@@ -131,11 +126,14 @@ const char* Configuration::cachedService() const {
 }
 
 bool Configuration::cacheValue(enum_iniKeys en_key, const char* value) {
-    char* copy = copyText(value);
-    if (copy == nullptr) return false;
-    delete[] inikeys[en_key].strValueKey;
-    inikeys[en_key].strValueKey = copy;
-    return true;
+    try {
+        std::unique_ptr<char[]> copy = copyText(value);
+        delete[] inikeys[en_key].strValueKey;
+        inikeys[en_key].strValueKey = copy.release();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 int Configuration::setService(const char* name) {
@@ -218,8 +216,12 @@ int Configuration::readText(const char* strSection, const char* strKey, char** s
     int len = ini_gets(section, strKey, kNotDefined, buffer, sizeof buffer, filePathIni);
     if (n != nullptr) *n = len;
     if (std::strcmp(buffer, kNotDefined) == 0) return ERR_CFG_NOT_DEFINED;
-    *strValue = copyText(buffer);
-    return *strValue != nullptr ? SUCCESS : ERR_CFG_INTERNAL_ERROR;
+    try {
+        *strValue = copyText(buffer).release();
+        return SUCCESS;
+    } catch (const std::bad_alloc&) {
+        return ERR_CFG_INTERNAL_ERROR;
+    }
 }
 
 int Configuration::getConfig(const char* strSection, const char* strKey, char** strValue) {

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/Utils.h"
+#include "common/Semaphores.h"
 
 enum enum_iniKeys : int32_t {
     SERVICE = 0,

@@ -10,6 +10,8 @@
 
 #include "common/Configuration.h"
 #include "common/LogDll.h"
+#include "common/Strings.h"
+#include "common/Threads.h"
 #include "manager/Global.h"
 
 const char cLogLevel[11][4] = {"INI", "FIM", "WRN", "ERR", "DBG", "INF",
@@ -22,13 +24,6 @@ namespace {
 // Size of the working buffers of the two columns, and the longest class name.
 const size_t kColumnSize = 1024;
 const size_t kMaxClassName = 512;
-
-std::unique_ptr<char[]> copyText(const char* text) {
-    size_t n = std::strlen(text);
-    std::unique_ptr<char[]> copy(new char[n + 1]);
-    std::memcpy(copy.get(), text, n + 1);
-    return copy;
-}
 
 std::unique_ptr<char[]> joinText(const char* first, const char* second) {
     std::string joined = std::string(first) + second;  // "%s%s"

@@ -10,8 +10,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "common/Utils.h"
-
 class Configuration;
 
 // Bit index into the level mask; the configuration tokens are the names.

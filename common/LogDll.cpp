@@ -3,8 +3,9 @@
 #include <cstdio>
 #include <memory>
 
+#include "common/DynamicLibrary.h"
+#include "common/Paths.h"
 #include "common/UniqueHandles.h"
-#include "common/Utils.h"
 
 namespace {
 

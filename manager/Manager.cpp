@@ -7,10 +7,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/ConstructParams.h"
 #include "common/Log.h"
 #include "common/LogDll.h"
+#include "common/Paths.h"
 #include "device/CommandRecords.h"
 #include "manager/BLClient.h"
 #include "manager/Global.h"

@@ -10,8 +10,9 @@
 #include <atomic>
 #include <climits>
 
+#include "common/Checksum.h"
+#include "common/Clock.h"
 #include "common/Log.h"
-#include "common/Utils.h"
 #include "libuart/comm_base.h"
 #include "manager/Global.h"
 #include "transport/LinkFraming.h"
@@ -100,6 +101,25 @@ int attemptsPerSecond(int timeoutMs) {
     return 1000 / (timeoutMs > 0 ? timeoutMs : PORT_DEFAULT_TIMEOUT_MS) + 1;
 }
 
+// The longest an exchange may take once its pause is kept: the time a full
+// work area takes on the line in each direction at the configured rate and
+// character size, plus the silence the framing's budget allows, once for
+// every round the board may refuse before the command counts as unsupported.
+// No board, however it trickles, holds the port longer.
+uint64_t deadlineMs(const Framing& f, const uart_config_s& line) {
+    const int dataBits = line.data_bits >= 5 && line.data_bits <= 8 ? line.data_bits : 8;
+    const int stopBits = line.stop_bits == 2 ? 2 : 1;
+    const uint64_t bitsPerByte = 1 + dataBits + (line.parity != PARITY_NONE ? 1 : 0) + stopBits;
+    // A rate the line cannot take is not opened; the slowest one stands in.
+    const uint64_t baud = line.baud_rate >= 150 ? static_cast<uint64_t>(line.baud_rate) : 150;
+    const uint64_t wire = (2 * WORK_AREA_SIZE * bitsPerByte * 1000 + baud - 1) / baud;
+    const uint64_t wait = line.rx_timeout >= 1 ? line.rx_timeout : PORT_DEFAULT_TIMEOUT_MS;
+    const uint64_t silentReads =
+        f.silentReads > 0 ? f.silentReads : attemptsPerSecond(line.rx_timeout);
+    const uint64_t rounds = f.answersInLoop ? MAX_NACKS + 1 : 1;
+    return rounds * (wire + silentReads * wait);
+}
+
 // The tick that stamps a command. The clock counts whole milliseconds, so a
 // stamp taken late in a millisecond would shorten the next pause by up to one
 // millisecond; stamping the next tick keeps every pause at least as long as
@@ -173,6 +193,13 @@ int TransportProtocol::runExchange(const Framing& f, const unsigned char* send, 
     bool gotSomething = false;
     unsigned int silentReads = 0;
 
+    // A pass waits at most one receive time-out, so none starts that could
+    // end past the deadline.
+    const uint64_t began = GetMonotonicTickMs();
+    const uint64_t deadline = deadlineMs(f, uart_config);
+    const uint64_t passWait =
+        uart_config.rx_timeout >= 1 ? uart_config.rx_timeout : PORT_DEFAULT_TIMEOUT_MS;
+
     unsigned char rx[WORK_AREA_SIZE];
     int held = 0;       // bytes kept in rx
     int start = 0;      // where the reply frame begins in rx (after a kept ACK)
@@ -192,6 +219,11 @@ int TransportProtocol::runExchange(const Framing& f, const unsigned char* send, 
     };
 
     for (;;) {
+        if (TickElapsedMs(began, GetMonotonicTickMs()) + passWait > deadline) {
+            logPrintf(ERR, f.caller, "Deadline of %llums reached !!!",
+                      static_cast<unsigned long long>(deadline));
+            break;
+        }
         bool haveByte = false;
         unsigned char byte = 0;
         if (const char* awaited = awaitedItem(state)) {

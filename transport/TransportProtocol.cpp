@@ -1,5 +1,10 @@
 #include "transport/TransportProtocol.h"
 
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +15,8 @@
 #include "common/Configuration.h"
 #include "common/ConstructParams.h"
 #include "common/Log.h"
+#include "common/Paths.h"
+#include "common/Strings.h"
 #include "libuart/comm_uart.h"
 #include "manager/Global.h"
 
@@ -107,6 +114,7 @@ void TransportProtocol::initFields() {
     iUSBIdentified = 0;
     protocol = nullptr;
     isOpened = false;
+    lineLost = false;
 }
 
 void TransportProtocol::readSettings() {
@@ -276,6 +284,14 @@ int TransportProtocol::openSerialPort() {
 
     // The semaphore is named after the device with its slashes dropped. The
     // device text is edited in place: the port is never reopened from it.
+    // It is kept first, made absolute, for reopening a line that was lost.
+    portPath.clear();
+    if (uart_config.device != nullptr && uart_config.device[0] != '/') {
+        char cwd[4096];
+        if (getcwd(cwd, sizeof cwd) != nullptr) portPath = std::string(cwd) + "/";
+    }
+    portPath += uart_config.device != nullptr ? uart_config.device : "";
+    lineLost = false;
     removeCharFromString(uart_config.device, '/');
     std::snprintf(semName, sizeof semName, "/%s",
                   uart_config.device != nullptr ? uart_config.device : "");
@@ -369,22 +385,60 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (!callByHeritage) {
         if (callProtocol == nullptr) return ERR_SER_INVALID_PROTOCOL;
-        if (comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
+        if (comm == nullptr && !lineLost) return ERR_SER_PORT_NOT_FOUND;
     }
 
     lockSem(semPort);
     unsigned int attempts = retries > 0 ? static_cast<unsigned int>(retries) : 1u;
-    int rc = SUCCESS;
+    int rc = lineLost ? reopenLine() : SUCCESS;
+    if (rc != SUCCESS) attempts = 0;
     for (unsigned int attempt = 0; attempt < attempts; ++attempt) {
         rc = callByHeritage ? callProtocolByHeritage(cmd, send, len, recv, recvLen)
                             : (this->*callProtocol)(cmd, send, len, recv, recvLen);
         if (rc == SUCCESS) break;
+        if (lineGone()) {
+            // No retry can cure it; the next command reopens the line.
+            logPrintf(ERR, kCaller, "Line lost: [%s] !!!", portPath.c_str());
+            lineLost = true;
+            comm.reset();
+            rc = ERR_SER_PORT_NOT_FOUND;
+            break;
+        }
         logPrintf(DBG, kCaller, "Return: [%d]", rc);
         if (!isRetryableLinkError(rc) && !doRetry(rc)) break;
         if (attempt + 1 < attempts) logPrintf(DBG, kCaller, "Retry: [%u]", attempt);
     }
     releaseSem(semPort);
     return rc;
+}
+
+bool TransportProtocol::lineGone() const {
+    if (comm != nullptr && comm->LineLost() == 1) return true;
+    // The node gone: an unplugged adapter takes its device node and the
+    // names that lead to it along.
+    struct stat node;
+    return !portPath.empty() && stat(portPath.c_str(), &node) != 0 &&
+           (errno == ENOENT || errno == ENOTDIR);
+}
+
+// Opens the configured path again, resolved anew so that a name that follows
+// the adapter (such as /dev/serial/by-id/...) leads to its new node, with the
+// settings of the first open. Runs under the port semaphore.
+int TransportProtocol::reopenLine() {
+    char resolved[PATH_MAX];
+    if (realpath(portPath.c_str(), resolved) == nullptr) return ERR_SER_PORT_NOT_FOUND;
+    auto port = std::make_unique<CommUart>();
+    // The record's device text was edited at the first open; the port reads
+    // the path only while opening.
+    char* edited = uart_config.device;
+    uart_config.device = resolved;
+    int rc = port->Open(&uart_config);
+    uart_config.device = edited;
+    if (rc != SUCCESS) return ERR_SER_PORT_NOT_FOUND;
+    comm = std::move(port);
+    lineLost = false;
+    logPrintf(INF, "TransportProtocol::sendRecvData", "Line back: [%s] !!!", resolved);
+    return SUCCESS;
 }
 
 int TransportProtocol::getModemLines(unsigned char* pins) {

@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "common/Utils.h"
+#include "common/Semaphores.h"
 #include "libuart/uart.h"
 
 class CommBase;
@@ -147,6 +147,10 @@ protected:
     const char* protocol;
     std::list<int> lstErrorListToRetry;
     bool isOpened;
+    // The line went away under an open port: the port object is gone and
+    // the next command opens portPath again.
+    bool lineLost;
+    std::string portPath;
 
 private:
     void initFields();
@@ -158,6 +162,8 @@ private:
     int runExchange(const linkframing::Framing& framing, const unsigned char* send, int len,
                     unsigned char** recv, int* recvLen);
     void keepPace(const char* caller);
+    bool lineGone() const;
+    int reopenLine();
     // Runs op under the port semaphore once the port is open.
     template <typename Op>
     int whileHoldingPort(bool needsPort, Op op);

@@ -11,6 +11,7 @@
 
 #include "StandinLog.h"
 #include "common/Configuration.h"
+#include "common/Threads.h"
 #include "manager/Global.h"
 
 using Calls = std::vector<siutest::Call>;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "common/ConstructParams.h"
+#include "common/Threads.h"
 #include "device/BLDeviceZT.h"
 #include "device/CommandRecords.h"
 #include "device/LLDeviceZT.h"

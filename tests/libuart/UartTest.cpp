@@ -1,6 +1,6 @@
-// The serial port over a pseudo-terminal. test_libuart is linked with --wrap for tcsetattr and
-// ioctl: the spies below keep the settings asked for (a pty is 8 bits without parity whatever it
-// is told) and stand in for the modem lines a pty lacks.
+// The serial port over a pseudo-terminal. test_libuart is linked with --wrap for tcsetattr, ioctl
+// and read: the spies below keep the settings asked for (a pty is 8 bits without parity whatever it
+// is told), stand in for the modem lines a pty lacks and make a read fail as asked.
 
 #include <errno.h>
 #include <stdarg.h>
@@ -27,10 +27,12 @@ using testing::internal::GetCapturedStderr;
 
 extern "C" int __real_tcsetattr(int fd, int action, const termios* tio);
 extern "C" int __real_ioctl(int fd, unsigned long request, ...);
+extern "C" ssize_t __real_read(int fd, void* buf, size_t n);
 
 namespace {
 termios applied{};          // the settings last handed to tcsetattr
 int* modemLines = nullptr;  // while set, TIOCMGET and TIOCMSET use it instead of the device
+int readErrno = 0;          // while set, every read fails with it
 bool operator==(const termios& a, const termios& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
@@ -39,6 +41,11 @@ bool operator==(const termios& a, const termios& b) {
 extern "C" int __wrap_tcsetattr(int fd, int action, const termios* tio) {
     if (tio != nullptr) applied = *tio;
     return __real_tcsetattr(fd, action, tio);
+}
+
+extern "C" ssize_t __wrap_read(int fd, void* buf, size_t n) {
+    if (readErrno != 0) return errno = readErrno, -1;
+    return __real_read(fd, buf, n);
 }
 
 extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
@@ -230,6 +237,32 @@ TEST_F(OpenPort, ModemLinesReportEachOnItsBitAndFailWithTheirCodes) {
     siutest::FakePort fake;  // what a port kind does not offer keeps the base port's answer
     EXPECT_EQ(ERR_CBI_UNSUPPORTED, static_cast<CommBase&>(fake).Flush(1));
     EXPECT_EQ(ERR_CBI_UNSUPPORTED, port.SetFlowControl(FLOW_CONTROL_RTS_CTS));
+}
+
+// Inverted on purpose: a hard read error reads as "nothing arrived" and a wake-up with nothing to
+// read as a failure, both without a word on stderr. A hard error or a hang-up tells the line lost.
+TEST_F(OpenPort, ReadsAHardErrorAsNothingAndAnEmptyWakeUpAsAFailureAndTellsALostLine) {
+    pty.send("x");  // wakes every wait
+    ASSERT_TRUE(pty.inputPending());
+    const struct {
+        int err, result, lost;
+    } cases[] = {{EAGAIN, ERR_SER_READ_FAILED, 0}, {EINTR, 0, 0}, {EIO, 0, 1}};
+    for (const auto& c : cases) {
+        CaptureStderr();
+        readErrno = c.err;
+        EXPECT_EQ(c.result, port.Read(buf, 1)) << c.err;
+        readErrno = 0;
+        EXPECT_EQ("", GetCapturedStderr()) << c.err;
+        EXPECT_EQ(c.lost, port.LineLost()) << c.err;
+    }
+    PtyLine other;
+    uart_config_s line = other.config();
+    CommUart hungUp;
+    ASSERT_EQ(SUCCESS, hungUp.Open(&line));
+    EXPECT_EQ(0, hungUp.LineLost());
+    other.closeMaster();
+    EXPECT_EQ(1, hungUp.LineLost());
+    EXPECT_EQ(ERR_CBI_UNSUPPORTED, siutest::FakePort().LineLost());
 }
 
 TEST(PortLifetime, NoDescriptorOutlivesReopeningOrAFailedCloseAndZeroIsNeverClosed) {

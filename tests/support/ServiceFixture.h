@@ -15,9 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/LogDll.h"
-#include "common/Utils.h"
+#include "common/Paths.h"
 #include "device/BLDevice.h"
 #include "device/CommandRecords.h"
 #include "interface/NorvaSIU.h"

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/ConstructParams.h"
 #include "common/Log.h"
