@@ -19,6 +19,7 @@
 
 class CommBase;
 class Configuration;
+enum enum_iniKeys : int32_t;
 class Log;
 namespace linkframing {
 struct Framing;
@@ -157,6 +158,9 @@ protected:
     const char* protocol;
     std::list<int> lstErrorListToRetry;
     bool isOpened;
+    // ERR_CFG_INVALID_VALUE when a numeric setting read outside its range:
+    // the open is then refused.
+    int settingsError = 0;
     // The line went away under an open port: the port object is gone and
     // the next command opens portPath again.
     bool lineLost;
@@ -165,6 +169,8 @@ protected:
 private:
     void initFields();
     void readSettings();
+    // Logs the key, its text and its range, and marks the settings refused.
+    void refuseSetting(enum_iniKeys key, long long low, long long high);
     int openSerialPort();
     int shutPort(const char* caller, bool announce);
     int destroySem();
