@@ -53,8 +53,13 @@ install(CODE "
 
 include(${CMAKE_CURRENT_LIST_DIR}/ManPages.cmake)
 
-# --- Tools: examples, udev rule ------------------------------------------
+# --- Tools: completion, examples, udev rule ------------------------------------------
+install(FILES ${SIU_PACKAGING_DIR}/siuctl.bash-completion
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions RENAME siuctl
+  COMPONENT tools)
 install(FILES ${CMAKE_SOURCE_DIR}/examples/NorvaSensorBoard.ini
               ${CMAKE_SOURCE_DIR}/examples/siusim-board.ini
               ${SIU_PACKAGING_DIR}/99-norva-sensor-board.rules
   DESTINATION ${SIU_DOCDIR}/examples COMPONENT tools)
+
+include(${CMAKE_CURRENT_LIST_DIR}/Packaging.cmake)

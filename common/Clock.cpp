@@ -36,7 +36,8 @@ uint64_t TickElapsedMs(uint64_t start, uint64_t now) {
 }
 
 int Sleep_ms(unsigned int ms) {
-    // 32-bit product as the callers expect: sleeps beyond ~71 minutes wrap.
+    // The product is taken in 32 bits: a pause beyond 4,294,967 ms (about 71
+    // minutes) wraps round to a shorter one.
     unsigned int us = ms * 1000u;
     usleep(us);
     return 0;

@@ -4,6 +4,13 @@
 
 #include <cstring>
 
+std::unique_ptr<char[]> copyText(const char* text) {
+    size_t n = std::strlen(text) + 1;
+    std::unique_ptr<char[]> copy(new char[n]);
+    std::memcpy(copy.get(), text, n);
+    return copy;
+}
+
 void rtrim(char* s) {
     if (s == nullptr || *s == '\0') return;
     char* p = s + std::strlen(s) - 1;

@@ -22,11 +22,7 @@ BLDeviceZT::BLDeviceZT(void* params) : BLDeviceZT(params, nullptr) {}
 BLDeviceZT::BLDeviceZT(void* params, LLDeviceZT* codec)
     : BLDevice(params),
       numberOFLeds(DEFAULT_LEDS),
-      valueReset(false),
-      ll(codec != nullptr ? codec : new LLDeviceZT(params)),
-      thread(0),
-      semThread{},
-      reading(false) {}
+      ll(codec != nullptr ? codec : new LLDeviceZT(params)) {}
 
 BLDeviceZT::~BLDeviceZT() = default;
 
@@ -71,8 +67,8 @@ int BLDeviceZT::CmdOpen(void* /*buffer_in*/, void** /*buffer_resp*/) {
     int leds = 0;
     char* service = cfg != nullptr ? cfg->getService() : nullptr;
     if (service != nullptr && cfg->getConfig(service, "NumberOFLeds", &leds) == SUCCESS) {
-        // The value is read a second time on purpose: the sequence of reads
-        // is part of how the configuration is consulted.
+        // The first reading only tells that the key is there; the value used
+        // is that of a second reading, and the default when that one fails.
         if (cfg->getConfig(service, "NumberOFLeds", &leds) != SUCCESS) leds = DEFAULT_LEDS;
         numberOFLeds = (leds >= 0 && leds <= MAX_LEDS) ? leds : DEFAULT_LEDS;
     }

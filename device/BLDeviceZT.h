@@ -12,7 +12,6 @@
 #include <atomic>
 #include <memory>
 
-#include "common/Semaphores.h"
 #include "device/BLDevice.h"
 
 class LLDeviceZT;
@@ -102,10 +101,6 @@ private:
     void logText(int level, const char* caller, const char* text);
 
     int numberOFLeds;
-    bool valueReset;  // kept for the record layout; nothing reads it
     std::unique_ptr<LLDeviceZT> ll;
     std::unique_ptr<SensorBoardConfiguration> sensor_board_config;
-    unsigned long thread;   // reserved for a caller's watcher thread
-    SEM_UNNAMED semThread;  // reserved for the watcher; no command uses it
-    bool reading;           // kept for the record layout; nothing reads it
 };

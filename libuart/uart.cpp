@@ -138,8 +138,9 @@ int uart_init(void** handle, uart_config_s* cfg) {
     // From here the handle belongs to the caller, even when the open fails.
     *handle = port;
 
-    // O_NOCTTY is left out on purpose: the open flags are part of the port's
-    // established behaviour.
+    // No O_NOCTTY: a session leader without a controlling terminal that opens
+    // the line takes it as its controlling terminal, and a hang-up of the line
+    // then sends it SIGHUP.
     UniqueFd fd(open(cfg->device, O_RDWR | O_NONBLOCK));
     if (fd.get() < 0) {
         int err = errno;

@@ -270,6 +270,8 @@ int Manager::openAttempt(STRUCT_SERVICE* req, int slotIdx) {
         log.reset(new Log());
         int logResult = log->setConfiguration(cfg.get());
         if (logResult != ERR_LOG_DISABLED) require(logResult, "Failed in initialize log");
+        // The log dies before the configuration on every path out of here.
+        cfg->reportTo(log.get());
         logBanner(log.get(), req->service, customer);
 
         if (!isNorva(customer)) require(ERR_MGR_CLIENT_NOT_FOUND, "Failed in create a NEWOBJECT");

@@ -336,11 +336,10 @@ int TransportProtocol::destroySem() {
     semPid.reset();
     if (semPort == nullptr) return SUCCESS;
     logPrintf(INF, kCaller, "Destroy \"Named Semaphore\": [%s]", semName);
-    int rc = DestroyNamedSem(semName, &semPort);
-    if (rc != SUCCESS) logPrintf(ERR, kCaller, "ERROR -> \"Named Semaphore\" Not Destryed !!!");
+    portLock.close();
     logPrintf(INF, kCaller, "\"Named Semaphore\" Destroyed !!!");
     semPort = nullptr;
-    return rc;
+    return SUCCESS;
 }
 
 int TransportProtocol::closePort() {
@@ -388,7 +387,10 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
         if (comm == nullptr && !lineLost) return ERR_SER_PORT_NOT_FOUND;
     }
 
-    lockSem(semPort);
+    // Only a live holder that keeps the port stops the call; a transport
+    // without a lock runs unguarded, as it always could.
+    const int locked = lockSem(semPort);
+    if (locked == ERR_SEM_TIMEOUT) return locked;
     unsigned int attempts = retries > 0 ? static_cast<unsigned int>(retries) : 1u;
     int rc = lineLost ? reopenLine() : SUCCESS;
     if (rc != SUCCESS) attempts = 0;
@@ -408,7 +410,7 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
         if (!isRetryableLinkError(rc) && !doRetry(rc)) break;
         if (attempt + 1 < attempts) logPrintf(DBG, kCaller, "Retry: [%u]", attempt);
     }
-    releaseSem(semPort);
+    if (locked == SUCCESS) releaseSem(semPort);
     return rc;
 }
 
@@ -449,7 +451,8 @@ int TransportProtocol::getModemLines(unsigned char* pins) {
 int TransportProtocol::flush(int flags) {
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
-    lockSem(semPort);
+    const int locked = lockSem(semPort);
+    if (locked == ERR_SEM_TIMEOUT) return locked;
     int rc = comm->Flush(static_cast<unsigned char>(flags & 0xFF));
     if (rc != SUCCESS) {
         // The semaphore stays held on this path; callers have always relied on
@@ -457,7 +460,7 @@ int TransportProtocol::flush(int flags) {
         logPrintf(ERR, "TransportProtocol::flush", "Command error: [%d]", rc);
         return rc;
     }
-    releaseSem(semPort);
+    if (locked == SUCCESS) releaseSem(semPort);
     // A successful flush reports ERR_TRP_GENERIC, as it always has.
     return ERR_TRP_GENERIC;
 }
@@ -466,9 +469,10 @@ template <typename Op>
 int TransportProtocol::whileHoldingPort(bool needsPort, Op op) {
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (needsPort && comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
-    lockSem(semPort);
+    const int locked = lockSem(semPort);
+    if (locked == ERR_SEM_TIMEOUT) return locked;
     int rc = op();
-    releaseSem(semPort);
+    if (locked == SUCCESS) releaseSem(semPort);
     return rc;
 }
 

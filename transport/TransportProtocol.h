@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 
+#include "common/ProcessLock.h"
 #include "common/Semaphores.h"
 #include "libuart/uart.h"
 
@@ -77,8 +78,11 @@ public:
     int createSem();
     int getSharedMemory(int** slot);
     int verifyPid(int pid);
+    // lockSem waits at most portWaitBudgetMs() and answers ERR_SEM_TIMEOUT
+    // (logged with the holder's pid) when a live process keeps the port.
     int lockSem(sem_t* sem);
     int releaseSem(sem_t* sem);
+    unsigned int portWaitBudgetMs() const;
     bool errorExistsInListToRetry(int code);
     bool doRetry(int code);
 
@@ -127,6 +131,8 @@ protected:
     std::unique_ptr<CommBase> comm;
     Configuration* cfg;
     Log* log;
+    // semPort is portLock's semaphore while the port is open.
+    ProcessLock portLock;
     SEM_NAMED semPort;
     std::unique_ptr<int, ShmDetach> semPid;
     uart_config_s uart_config;

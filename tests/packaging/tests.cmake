@@ -13,6 +13,14 @@ add_test(NAME InstalledTreeServesPkgConfigAndCMakeConsumersAgainstTheSimulator
 add_test(NAME ManualPagesRenderWithoutWarningsAndCoverEveryKeyOptionAndCommand
   COMMAND bash ${siu_packaging_dir}/man_pages.sh ${siu_packaging_args} ${CMAKE_SOURCE_DIR})
 
+add_test(NAME DebianPackagesHoldTheExpectedFilesAndFieldsAndPassLintian
+  COMMAND bash ${siu_packaging_dir}/packages.sh ${siu_packaging_args} ${PROJECT_VERSION})
+
+add_test(NAME BashCompletionOffersCommandsOptionsAndTheConfiguredItemNames
+  COMMAND bash ${siu_packaging_dir}/completion.sh ${siu_packaging_args} ${CMAKE_SOURCE_DIR})
+
 set(siu_packaging_tests InstalledTreeServesPkgConfigAndCMakeConsumersAgainstTheSimulator
-                        ManualPagesRenderWithoutWarningsAndCoverEveryKeyOptionAndCommand)
+                        ManualPagesRenderWithoutWarningsAndCoverEveryKeyOptionAndCommand
+                        DebianPackagesHoldTheExpectedFilesAndFieldsAndPassLintian
+                        BashCompletionOffersCommandsOptionsAndTheConfiguredItemNames)
 set_tests_properties(${siu_packaging_tests} PROPERTIES TIMEOUT 120 DISABLED ${SIU_SANITIZE})

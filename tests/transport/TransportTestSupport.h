@@ -84,7 +84,7 @@ protected:
         ASSERT_TRUE(getcwd(saved, sizeof saved) && chdir(cwd.path().c_str()) == 0);
     }
     void TearDown() override {
-        sem_unlink(semName.c_str());
+        ProcessLock::discard(semName.c_str());
         EXPECT_TRUE(saved[0] == '\0' || chdir(saved) == 0);
         shmctl(shmget(ftok(cwd.path().c_str(), '/'), sizeof(int), 0), IPC_RMID, nullptr);
     }
