@@ -146,11 +146,18 @@ int Log::configure(Configuration* pclCfg) {
     logNameFull_Min = joinText(path.get(), nameMin.get());
     logNameFull_Maintenance = joinText(path.get(), nameMaintenance.get());
 
-    int number = 0;
-    logMaxDayCount =
-        pclCfg->getConfig(nullptr, "LogMaxDayCount", &number) == SUCCESS ? number : INT_MAX;
-    logMaxFileByteSize =
-        pclCfg->getConfig(nullptr, "LogMaxFileByteSize", &number) == SUCCESS ? number : INT_MAX;
+    // The two limits go to the log library as ints: a value that does not
+    // fit is refused (after the log is up, so that the refusal is logged).
+    const char* tooLarge = nullptr;
+    auto limit = [&](const char* key) {
+        long number = 0;
+        if (pclCfg->getConfig(nullptr, key, &number) != SUCCESS) return INT_MAX;
+        if (number >= INT_MIN && number <= INT_MAX) return static_cast<int>(number);
+        tooLarge = key;
+        return INT_MAX;
+    };
+    logMaxDayCount = limit("LogMaxDayCount");
+    logMaxFileByteSize = limit("LogMaxFileByteSize");
 
     logPath = std::move(path);
     logName = std::move(name);
@@ -162,7 +169,7 @@ int Log::configure(Configuration* pclCfg) {
     if (!isCreateLog()) {
         // Older library: records go by directory and name through "add".
         bEnable = true;
-        return SUCCESS;
+        return refuseLimit(pclCfg, tooLarge);
     }
 
     isNewVersion = true;
@@ -176,7 +183,18 @@ int Log::configure(Configuration* pclCfg) {
     logSession_Maintenance =
         createLog(logNameFull_Min.get(), logMaxDayCount, logMaxFileByteSize, mask);
     bEnable = true;
-    return SUCCESS;
+    return refuseLimit(pclCfg, tooLarge);
+}
+
+int Log::refuseLimit(Configuration* pclCfg, const char* key) {
+    if (key == nullptr) return SUCCESS;
+    char* text = nullptr;
+    pclCfg->getConfig(nullptr, key, &text);
+    Text owned(text);
+    addLogBufferList(ERR, "Log::setConfiguration", "ERR_CFG_INVALID_VALUE: %s = %s is outside %d..%d",
+                     key, text != nullptr ? text : "", INT_MIN, INT_MAX);
+    logClean();
+    return ERR_CFG_INVALID_VALUE;
 }
 
 bool Log::levelEnabled(eLogLevel eLevel) const {

@@ -118,6 +118,9 @@ private:
     };
 
     int configure(Configuration* pclCfg);
+    // SUCCESS without a key; else logs the key's value as out of range,
+    // unconfigures and answers ERR_CFG_INVALID_VALUE.
+    int refuseLimit(Configuration* pclCfg, const char* key);
 
     // What distinguishes the three channels.
     struct Channel {

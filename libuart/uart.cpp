@@ -193,7 +193,7 @@ int uart_set_config(int fd, int baud, int data_bits, int stop_bits, int parity, 
     int result = rawLineAt(fd, baud, &tio);
     if (result != 0) return result;
 
-    tio.c_cflag &= ~(PARENB | PARODD);
+    tio.c_cflag &= ~(PARENB | PARODD | CMSPAR);
     tio.c_iflag &= ~INPCK;
     switch (parity) {
         case PARITY_NONE:
@@ -206,7 +206,16 @@ int uart_set_config(int fd, int baud, int data_bits, int stop_bits, int parity, 
             tio.c_cflag |= PARENB;
             tio.c_iflag |= INPCK | ISTRIP;
             break;
-        default:  // mark and space included: the line set-up does not offer them
+        // Stick parity: the parity bit is always 1 (mark) or always 0 (space).
+        case PARITY_MARK:
+            tio.c_cflag |= PARENB | CMSPAR | PARODD;
+            tio.c_iflag |= INPCK | ISTRIP;
+            break;
+        case PARITY_SPACE:
+            tio.c_cflag |= PARENB | CMSPAR;
+            tio.c_iflag |= INPCK | ISTRIP;
+            break;
+        default:
             return -EINVAL;
     }
 

@@ -17,8 +17,8 @@ enum parity_e : int {
     PARITY_NONE = 0,
     PARITY_ODD = 1,
     PARITY_EVEN = 2,
-    PARITY_MARK = 3,   // declared for the configuration; refused by the line set-up
-    PARITY_SPACE = 4,  // likewise
+    PARITY_MARK = 3,   // stick parity: the bit always 1
+    PARITY_SPACE = 4,  // stick parity: the bit always 0
 };
 
 enum flow_control_e : int {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -59,6 +60,25 @@ const Word kFlowControls[] = {{"NONE", FLOW_CONTROL_NONE},
                               {"DTR_DSR", FLOW_CONTROL_DTR_DSR},
                               {"DTR_DSR_ENABLE", FLOW_CONTROL_DTR_DSR_ENABLE},
                               {"XON_XOFF", FLOW_CONTROL_XON_XOFF}};
+
+// Ranges of the numeric settings, checked on the value as read (decimal,
+// trailing text ignored, the receive time-out's floor applied). A rate, data
+// size or stop count inside its range that the driver cannot set still fails
+// the open in the driver.
+struct Range {
+    long low;
+    long high;
+};
+const long kLongestTimeoutMs = 60000;
+const Range kBaudRates{150, 921600};
+const Range kDataBits{5, 8};
+const Range kStopBits{1, 2};
+const Range kRxTimeouts{1, kLongestTimeoutMs};
+// 0 or less waits the driver's 50 ms.
+const Range kTxTimeouts{INT_MIN, kLongestTimeoutMs};
+// Carried in the line record and used by nothing: they only have to fit.
+const Range kCarried{INT_MIN, INT_MAX};
+const unsigned long kLongestIntervalMs = 60000;
 
 // Thrown inside getSerialConfig when a mandatory key is missing; carries the
 // key word for the log line and the configuration's code.
@@ -127,6 +147,12 @@ void TransportProtocol::readSettings() {
     unsigned long interval = 0;
     bIntervalSetted =
         cfg != nullptr && cfg->getDeviceConfig(DEVICEINTERVALBETWEENCOMMANDS, &interval) == SUCCESS;
+    // "-1" reads as the largest unsigned value: a pause of ages inside the
+    // port lock, refused like any other pause past a minute.
+    if (bIntervalSetted && interval > kLongestIntervalMs) {
+        refuseSetting(DEVICEINTERVALBETWEENCOMMANDS, 0, kLongestIntervalMs);
+        interval = 0;
+    }
     intervalBetweenCommands = bIntervalSetted ? interval : 0;
 
     text = nullptr;
@@ -155,6 +181,19 @@ void TransportProtocol::readSettings() {
         if (lastError != SUCCESS) throw std::runtime_error("Error in getSerialConfig");
     }
     lstErrorListToRetry.clear();
+}
+
+void TransportProtocol::refuseSetting(enum_iniKeys key, long long low, long long high) {
+    char name[50] = "";
+    char* text = nullptr;
+    if (cfg != nullptr) {
+        cfg->getValueIniKeys(key, name);
+        cfg->getDeviceConfig(key, &text);
+    }
+    logPrintf(ERR, "TransportProtocol::readSettings",
+              "ERR_CFG_INVALID_VALUE: %s = %s is outside %lld..%lld", name,
+              text != nullptr ? text : "", low, high);
+    settingsError = ERR_CFG_INVALID_VALUE;
 }
 
 void TransportProtocol::logPrintf(int level, const char* caller, const char* fmt, ...) {
@@ -188,16 +227,26 @@ int TransportProtocol::getSerialConfig(uart_config_s* config) {
         }
         return value;
     };
-    // A number; below 1 it becomes floorValue when that is given.
-    auto number = [&](enum_iniKeys key, const char* word, int* value, int floorValue = 0) {
-        int rc = cfg == nullptr ? ERR_CFG_NOT_DEFINED : cfg->getDeviceConfig(key, value);
+    // A number within its range (else refused, and 0 kept); below 1 it
+    // becomes floorValue when that is given.
+    auto inRange = [&](enum_iniKeys key, const char* word, long read, Range range, int* value) {
+        logPrintf(INF, kCaller, "%s = %ld", word, read);
+        bool fits = read >= range.low && read <= range.high;
+        if (!fits) refuseSetting(key, range.low, range.high);
+        *value = fits ? static_cast<int>(read) : 0;
+    };
+    auto number = [&](enum_iniKeys key, const char* word, Range range, int* value,
+                      int floorValue = 0) {
+        long read = 0;
+        int rc = cfg == nullptr ? ERR_CFG_NOT_DEFINED : cfg->getDeviceConfig(key, &read);
         if (rc != SUCCESS) throw MissingKey{word, rc};
-        if (*value < 1 && floorValue > 0) *value = floorValue;
-        logPrintf(INF, kCaller, "%s = %d", word, *value);
+        if (read < 1 && floorValue > 0) read = floorValue;
+        inRange(key, word, read, range, value);
     };
     auto optionalNumber = [&](enum_iniKeys key, const char* word, int* value) {
-        if (cfg == nullptr || cfg->getDeviceConfig(key, value) != SUCCESS) *value = 0;
-        logPrintf(INF, kCaller, "%s = %d", word, *value);
+        long read = 0;
+        if (cfg == nullptr || cfg->getDeviceConfig(key, &read) != SUCCESS) read = 0;
+        inRange(key, word, read, kCarried, value);
     };
     // One of the words of a table, or null (logged) when the text is none of them.
     auto choice = [&](enum_iniKeys key, const char* word, const Word* table,
@@ -214,11 +263,11 @@ int TransportProtocol::getSerialConfig(uart_config_s* config) {
     try {
         config->device = text(DEVICEPORT, "DEVICEPORT");
         logPrintf(INF, kCaller, "DEVICEPORT = %s", config->device);
-        number(DEVICEBAUDRATE, "DEVICEBAUDRATE", &config->baud_rate);
-        number(DEVICEDATABITS, "DEVICEDATABITS", &config->data_bits);
-        number(DEVICESTOPBIT, "DEVICESTOPBIT", &config->stop_bits);
-        number(DEVICERXTIMEOUT, "DEVICERXTIMEOUT", &config->rx_timeout, 50);
-        number(DEVICETXTIMEOUT, "DEVICETXTIMEOUT", &config->tx_timeout);
+        number(DEVICEBAUDRATE, "DEVICEBAUDRATE", kBaudRates, &config->baud_rate);
+        number(DEVICEDATABITS, "DEVICEDATABITS", kDataBits, &config->data_bits);
+        number(DEVICESTOPBIT, "DEVICESTOPBIT", kStopBits, &config->stop_bits);
+        number(DEVICERXTIMEOUT, "DEVICERXTIMEOUT", kRxTimeouts, &config->rx_timeout, 50);
+        number(DEVICETXTIMEOUT, "DEVICETXTIMEOUT", kTxTimeouts, &config->tx_timeout);
 
         const Word* parity = choice(DEVICEPARITY, "DEVICEPARITY", kParities, std::size(kParities));
         if (parity == nullptr) return ERR_CFG_INVALID_VALUE;
@@ -253,6 +302,8 @@ int TransportProtocol::openPort() {
     int rc = SUCCESS;
     if (isOpened) {
         logPrintf(INF, kCaller, "Port Allready Open !!!");
+    } else if (settingsError != SUCCESS) {
+        rc = settingsError;  // each value was logged when it was read
     } else {
         semName[0] = '\0';
         if (PhysicalLayer == nullptr) {
@@ -455,13 +506,11 @@ int TransportProtocol::flush(int flags) {
     if (locked == ERR_SEM_TIMEOUT) return locked;
     int rc = comm->Flush(static_cast<unsigned char>(flags & 0xFF));
     if (rc != SUCCESS) {
-        // The semaphore stays held on this path; callers have always relied on
-        // the failure being returned as it stands.
+        // Returns holding the semaphore (see the header).
         logPrintf(ERR, "TransportProtocol::flush", "Command error: [%d]", rc);
         return rc;
     }
     if (locked == SUCCESS) releaseSem(semPort);
-    // A successful flush reports ERR_TRP_GENERIC, as it always has.
     return ERR_TRP_GENERIC;
 }
 

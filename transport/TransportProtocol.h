@@ -19,6 +19,7 @@
 
 class CommBase;
 class Configuration;
+enum enum_iniKeys : int32_t;
 class Log;
 namespace linkframing {
 struct Framing;
@@ -67,6 +68,10 @@ public:
     int getSerialConfig(uart_config_s* config);
     int openPort();
     int closePort();
+    // Discards the port's queues (low byte of flags: 1 receive, 4 transmit)
+    // under the port's semaphore. Its results are its public contract, which
+    // outside callers of the transport see: ERR_TRP_GENERIC on success, not
+    // SUCCESS; on failure the port's code, with the semaphore left held.
     int flush(int flags);
     int sendData(unsigned char* buf, int len);
     int sendData(void* data);
@@ -98,7 +103,7 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
-    // The port object while the port is open, else null.
+    // The port object while the port is open and its line there, else null.
     CommBase* getPort() const { return comm.get(); }
     // The modem status lines (bits as CommBase::GetPinOut gives them), read
     // without the port's semaphore: the device's volume-button watcher polls
@@ -153,6 +158,9 @@ protected:
     const char* protocol;
     std::list<int> lstErrorListToRetry;
     bool isOpened;
+    // ERR_CFG_INVALID_VALUE when a numeric setting read outside its range:
+    // the open is then refused.
+    int settingsError = 0;
     // The line went away under an open port: the port object is gone and
     // the next command opens portPath again.
     bool lineLost;
@@ -161,6 +169,8 @@ protected:
 private:
     void initFields();
     void readSettings();
+    // Logs the key, its text and its range, and marks the settings refused.
+    void refuseSetting(enum_iniKeys key, long long low, long long high);
     int openSerialPort();
     int shutPort(const char* caller, bool announce);
     int destroySem();

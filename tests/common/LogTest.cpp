@@ -157,6 +157,18 @@ TEST_F(LogTest, BuildsTheColumnsFromTheInfoTokensAndTheCaller) {
     }
 }
 
+TEST_F(LogTest, RefusesALimitThatDoesNotFitAnIntAndSaysSoInTheLog) {
+    ASSERT_EQ(SUCCESS, configure("LogMaxDayCount=2147483647 days\nLogMaxFileByteSize=-0x10\n"));
+    EXPECT_EQ("2147483647", configured.at(0).at(2));
+    EXPECT_EQ("0", configured.at(0).at(3));
+    EXPECT_EQ(ERR_CFG_INVALID_VALUE, configure("LogMaxFileByteSize=2147483648\n"));
+    EXPECT_EQ("ERR_CFG_INVALID_VALUE: LogMaxFileByteSize = 2147483648 is outside "
+              "-2147483648..2147483647",
+              configured.at(3).at(5));
+    log->addLogBuffer(ERR, "C::f", "x");  // unconfigured: nothing
+    EXPECT_TRUE(lib->calls().empty());
+}
+
 TEST_F(LogTest, StaysSilentWhenLoggingIsOffOrAKeyIsMissing) {
     const std::string at = "LogPath=/logs\n", called = "LogName=" + name + "\n";
     const std::vector<std::pair<std::string, int>> cases = {

@@ -69,7 +69,9 @@ TEST(LineSetup, MakesARawLineOfTheConfiguredRateSizeParityStopBitsAndFlowControl
         {921600, B921600, 8, PARITY_NONE, 2, FLOW_CONTROL_RTS_CTS, CS8},
         {500000, B500000, 5, PARITY_ODD, 1, 'X', CS5},
         {19200, B19200, 6, PARITY_EVEN, 2, 'S', CS6},
-        {9600, B9600, 8, PARITY_NONE, 1, FLOW_CONTROL_XON_XOFF, CS8}};
+        {9600, B9600, 8, PARITY_NONE, 1, FLOW_CONTROL_XON_XOFF, CS8},
+        {38400, B38400, 8, PARITY_MARK, 1, FLOW_CONTROL_NONE, CS8},
+        {4800, B4800, 7, PARITY_SPACE, 2, FLOW_CONTROL_NONE, CS7}};
     PtyLine pty;
     for (auto [baud, speed, bits, parity, stop, flow, size] : cases) {
         SCOPED_TRACE(testing::Message() << baud << " " << flow);
@@ -79,8 +81,11 @@ TEST(LineSetup, MakesARawLineOfTheConfiguredRateSizeParityStopBitsAndFlowControl
         const termios asked = applied, t = pty.settings();
         port.reset();
         bool parityOn = parity != PARITY_NONE, soft = flow == 'S' || flow == 'X' || flow == 'D';
-        EXPECT_EQ(size | (parityOn ? PARENB : 0u), asked.c_cflag & (CSIZE | PARENB));
-        EXPECT_EQ((parity == PARITY_ODD ? PARODD : 0u) | (stop == 2 ? CSTOPB : 0u) |
+        bool stick = parity == PARITY_MARK || parity == PARITY_SPACE;
+        EXPECT_EQ(size | (parityOn ? PARENB : 0u) | (stick ? CMSPAR : 0u),
+                  asked.c_cflag & (CSIZE | PARENB | CMSPAR));
+        EXPECT_EQ((parity == PARITY_ODD || parity == PARITY_MARK ? PARODD : 0u) |
+                      (stop == 2 ? CSTOPB : 0u) |
                       (flow == FLOW_CONTROL_RTS_CTS ? CRTSCTS : 0u) | CREAD | HUPCL | CLOCAL,
                   t.c_cflag & (PARODD | CSTOPB | CRTSCTS | CREAD | HUPCL | CLOCAL));
         EXPECT_EQ((parityOn ? INPCK | ISTRIP : 0u) | (soft ? IXON | IXOFF : 0u) | IGNBRK,
@@ -97,8 +102,9 @@ TEST(LineSetup, RefusesWhatTheLineCannotTakeAndLeavesItAsFound) {
     const termios before = pty.settings();
     CommUart port;
     for (uart_config_s cfg :
-         {pty.config(110), pty.config(200), pty.config(1000000), pty.config(9600, 8, PARITY_MARK),
-          pty.config(9600, 8, PARITY_SPACE), pty.config(9600, 4), pty.config(9600, 9),
+         {pty.config(110), pty.config(200), pty.config(1000000),
+          pty.config(9600, 8, static_cast<parity_e>(PARITY_SPACE + 1)), pty.config(9600, 4),
+          pty.config(9600, 9),
           pty.config(9600, 8, PARITY_NONE, 0), pty.config(9600, 8, PARITY_NONE, 3)}) {
         CaptureStderr();
         EXPECT_EQ(ERR_SER_OPEN_FAILED, port.Open(&cfg)) << cfg.baud_rate;

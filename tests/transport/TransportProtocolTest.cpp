@@ -53,6 +53,51 @@ TEST_F(Transport, RefusesAMissingSettingOrAWordInTheWrongCaseNamingIt) {
     }
 }
 
+TEST_F(Transport, RefusesTheOpenForANumberOutsideItsRangeNamingItButReadsNumbersAsBefore) {
+    const auto all = keys;
+    const struct {
+        const char *key, *value, *range;
+    } refused[] = {
+        {"DeviceIntervalBetweenCommands", "-1", "0..60000"},  // once a pause of ULONG_MAX ms
+        {"DeviceIntervalBetweenCommands", "99999999999", "0..60000"},
+        {"DeviceRxTimeout", "99999999999", "1..60000"},  // once cut to 1215752191
+        {"DeviceRxTimeout", "86400000", "1..60000"},
+        {"DeviceTxTimeout", "60001", "-2147483648..60000"},
+        {"DeviceBaudrate", "4294976896", "150..921600"},  // once cut to 9600
+        {"DeviceDataBits", "9", "5..8"},
+        {"DeviceStopBit", "0", "1..2"},
+        {"DeviceSendBreakTerm", "2147483648", "-2147483648..2147483647"},
+    };
+    for (const auto& c : refused) {
+        keys = all;
+        keys[c.key] = c.value;
+        auto tp = make();
+        EXPECT_EQ(ERR_CFG_INVALID_VALUE, tp->openPort()) << c.key << " = " << c.value;
+        EXPECT_FALSE(tp->isPortOpened());
+        EXPECT_THAT(logged(), Contains(std::string("ERR_CFG_INVALID_VALUE: ") + c.key + " = " +
+                                       c.value + " is outside " + c.range));
+    }
+    // Trailing text is ignored, "0x" reads as 0 and a receive time-out below 1 as 50.
+    const struct {
+        const char *key, *value;
+        int rxTimeout;
+        uint64_t interval;
+    } accepted[] = {{"DeviceIntervalBetweenCommands", "60000ms", 20, 60000},
+                    {"DeviceRxTimeout", "0x7FFFFFFF", 50, 0},
+                    {"DeviceRxTimeout", "-5", 50, 0},
+                    {"DeviceBaudrate", "921600 baud", 20, 0},
+                    {"DeviceParity", "MARK", 20, 0},
+                    {"DeviceParity", "SPACE", 20, 0}};
+    for (const auto& c : accepted) {
+        keys = all;
+        keys[c.key] = c.value;
+        auto tp = make();
+        EXPECT_EQ(0, tp->openPort()) << c.key << " = " << c.value;
+        EXPECT_EQ(c.rxTimeout, tp->getUartConfig().rx_timeout) << c.value;
+        EXPECT_EQ(c.interval, tp->interval()) << c.value;
+    }
+}
+
 TEST_F(Transport, SharesTheSemaphoreOfAnotherHolderOnlyWhenMultipleApplicationStartsWithY) {
     for (const char* value : {"y", "Yes", "n", "No", ""}) {
         keys["MultipleApplication"] = value;

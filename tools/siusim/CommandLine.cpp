@@ -40,6 +40,8 @@ Faults, for the next COUNT answers (default 1):
   garbage   answer stray bytes      noise     stray bytes, then the answer
   stall     stop MS ms (default 100) in the middle of the response frame
   drop      close the line and open a new one; the link follows
+  trickle   the answer one byte every MS ms (default 150), then stray bytes
+            at that pace until the host's next frame
   none      no fault
 
 Control commands:
