@@ -14,6 +14,7 @@
 #include <cstring>
 #include <string>
 
+#include "common/UniqueHandles.h"
 #include "manager/Global.h"
 
 // Lives in shared memory, zero-filled when created: no holder, no turns.
@@ -57,11 +58,11 @@ uint64_t monotonicMs() {
 bool readStat(pid_t pid, char* state, uint64_t* startTime) {
     char path[40];
     std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
-    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
+    UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC));
+    if (!fd) return false;
     char text[1024];
-    ssize_t n = read(fd, text, sizeof text - 1);
-    ::close(fd);
+    ssize_t n = read(fd.get(), text, sizeof text - 1);
+    fd.reset();
     if (n <= 0) return false;
     text[n] = '\0';
     // The command name (field 2) is in parentheses and may hold anything,
@@ -141,18 +142,17 @@ int ProcessLock::open(const char* name) {
     if (s == SEM_FAILED) return ERR_SEM_ERROR_CREATE_SEM;
     sem = s;
 
-    int fd = shm_open(recordName(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0) return SUCCESS;
+    UniqueFd fd(shm_open(recordName(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    if (!fd) return SUCCESS;
     struct stat st {};
     // Every opener grows a fresh record to its size; growing fills with zeros,
     // so whoever comes first, the record starts empty.
-    bool sized = fstat(fd, &st) == 0 &&
+    bool sized = fstat(fd.get(), &st) == 0 &&
                  (st.st_size >= static_cast<off_t>(sizeof(HolderRecord)) ||
-                  ftruncate(fd, sizeof(HolderRecord)) == 0);
+                  ftruncate(fd.get(), sizeof(HolderRecord)) == 0);
     void* map = sized ? mmap(nullptr, sizeof(HolderRecord), PROT_READ | PROT_WRITE, MAP_SHARED,
-                             fd, 0)
+                             fd.get(), 0)
                       : MAP_FAILED;
-    ::close(fd);
     if (map != MAP_FAILED) record = static_cast<HolderRecord*>(map);
     return SUCCESS;
 }

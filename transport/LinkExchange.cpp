@@ -7,6 +7,7 @@
 // amount to about one second of silence. Both run the one loop below, told
 // apart by their descriptions.
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 
@@ -193,12 +194,13 @@ int TransportProtocol::runExchange(const Framing& f, const unsigned char* send, 
     bool gotSomething = false;
     unsigned int silentReads = 0;
 
-    // A pass waits at most one receive time-out, so none starts that could
-    // end past the deadline.
+    // A pass waits at most one receive time-out (or the pause after a
+    // failed write), so none starts that could end past the deadline.
     const uint64_t began = GetMonotonicTickMs();
     const uint64_t deadline = deadlineMs(f, uart_config);
-    const uint64_t passWait =
-        uart_config.rx_timeout >= 1 ? uart_config.rx_timeout : PORT_DEFAULT_TIMEOUT_MS;
+    const uint64_t passWait = std::max<uint64_t>(
+        uart_config.rx_timeout >= 1 ? uart_config.rx_timeout : PORT_DEFAULT_TIMEOUT_MS,
+        f.repeatsWrites ? FAILED_WRITE_PAUSE_MS : 0);
 
     unsigned char rx[WORK_AREA_SIZE];
     int held = 0;       // bytes kept in rx

@@ -506,13 +506,11 @@ int TransportProtocol::flush(int flags) {
     if (locked == ERR_SEM_TIMEOUT) return locked;
     int rc = comm->Flush(static_cast<unsigned char>(flags & 0xFF));
     if (rc != SUCCESS) {
-        // The semaphore stays held on this path; callers have always relied on
-        // the failure being returned as it stands.
+        // Returns holding the semaphore (see the header).
         logPrintf(ERR, "TransportProtocol::flush", "Command error: [%d]", rc);
         return rc;
     }
     if (locked == SUCCESS) releaseSem(semPort);
-    // A successful flush reports ERR_TRP_GENERIC, as it always has.
     return ERR_TRP_GENERIC;
 }
 

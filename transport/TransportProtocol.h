@@ -68,6 +68,10 @@ public:
     int getSerialConfig(uart_config_s* config);
     int openPort();
     int closePort();
+    // Discards the port's queues (low byte of flags: 1 receive, 4 transmit)
+    // under the port's semaphore. Its results are its public contract, which
+    // outside callers of the transport see: ERR_TRP_GENERIC on success, not
+    // SUCCESS; on failure the port's code, with the semaphore left held.
     int flush(int flags);
     int sendData(unsigned char* buf, int len);
     int sendData(void* data);
@@ -99,7 +103,7 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
-    // The port object while the port is open, else null.
+    // The port object while the port is open and its line there, else null.
     CommBase* getPort() const { return comm.get(); }
     // The modem status lines (bits as CommBase::GetPinOut gives them), read
     // without the port's semaphore: the device's volume-button watcher polls

@@ -45,8 +45,8 @@ struct BudgetSettings {
     unsigned slackMs = 1000;
 };
 
-// The library's documented limits (README, "Budgets" and "Locks"), for an
-// 8N1 line:
+// The library's documented limits (README, "Budgets" and "Locks between
+// processes"), for an 8N1 line:
 // - one exchange ends within the time a 1000-byte work area takes on the wire
 //   each way plus the silence budget: five receive time-outs point-to-point,
 //   1000 / DeviceRxTimeout + 1 of them three times over on RS-485;

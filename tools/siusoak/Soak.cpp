@@ -23,6 +23,7 @@
 #include <sstream>
 #include <vector>
 
+#include "common/UniqueHandles.h"
 #include "tools/siuctl/ResultCodes.h"
 #include "tools/siusoak/Client.h"
 
@@ -87,7 +88,8 @@ std::string control(const std::string& link, const std::string& command) {
     const std::string path = link + ".ctl";
     if (path.size() >= sizeof addr.sun_path) return "";
     std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const UniqueFd socketFd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const int fd = socketFd.get();
     if (fd < 0) return "";
     timeval tv{2, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
@@ -101,7 +103,6 @@ std::string control(const std::string& link, const std::string& command) {
         while (answer.find('\n') == std::string::npos && (n = recv(fd, buf, sizeof buf, 0)) > 0)
             answer.append(buf, static_cast<size_t>(n));
     }
-    close(fd);
     return answer.substr(0, answer.find('\n'));
 }
 
