@@ -18,6 +18,17 @@ install(TARGETS Log LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtim
 install(FILES ${CMAKE_SOURCE_DIR}/interface/NorvaSIU.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/NorvaSensorBoard COMPONENT dev)
 install(TARGETS siuctl siusim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+# siud, the WebSocket service, and its client are built only where their
+# libraries are; with them go the example configuration and the systemd unit
+# (an example: the unit names the site's own configuration file).
+if(TARGET siud)
+  install(TARGETS siud siud-client RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  foreach(example examples/siud.ini tools/siud/siud.service)
+    if(EXISTS ${CMAKE_SOURCE_DIR}/${example})
+      install(FILES ${CMAKE_SOURCE_DIR}/${example} DESTINATION ${SIU_DOCDIR}/examples COMPONENT tools)
+    endif()
+  endforeach()
+endif()
 
 # --- CMake package: find_package(NorvaSensorBoard 1.0) -------------------------
 install(EXPORT NorvaSensorBoardTargets NAMESPACE NorvaSensorBoard::

@@ -103,7 +103,7 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
-    // The port object while the port is open, else null.
+    // The port object while the port is open and its line there, else null.
     CommBase* getPort() const { return comm.get(); }
     // The modem status lines (bits as CommBase::GetPinOut gives them), read
     // without the port's semaphore: the device's volume-button watcher polls

@@ -15,13 +15,18 @@ on_exit() {
 trap on_exit EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
 
-# expected COMPONENT|all [with-deb]: the sorted paths under the prefix.
+# expected COMPONENT|all [deb]: the sorted paths under the prefix, those of
+# the package with "deb"; SIU_PACKAGING_WITH lists the optional parts built.
 expected() {
   local want=$1 deb=${2:-}
   sed -e '/^#/d' -e '/^$/d' -e "s|LIBDIR|$libdir|" -e "s|CONFIG|$config|" "$here/expected-files" |
     while read -r component path flag; do
       [ "$want" = all ] || [ "$want" = "$component" ] || continue
-      [ -z "$flag" ] || [ -n "$deb" ] || continue
+      case $flag in
+        '') ;;
+        deb) [ -n "$deb" ] || continue ;;
+        *) [[ " ${SIU_PACKAGING_WITH:-} " == *" $flag "* ]] || continue ;;
+      esac
       echo "$path"
     done | sort
 }

@@ -23,4 +23,9 @@ set(siu_packaging_tests InstalledTreeServesPkgConfigAndCMakeConsumersAgainstTheS
                         ManualPagesRenderWithoutWarningsAndCoverEveryKeyOptionAndCommand
                         DebianPackagesHoldTheExpectedFilesAndFieldsAndPassLintian
                         BashCompletionOffersCommandsOptionsAndTheConfiguredItemNames)
-set_tests_properties(${siu_packaging_tests} PROPERTIES TIMEOUT 120 DISABLED ${SIU_SANITIZE})
+set(siu_packaging_with "")
+if(TARGET siud)
+  set(siu_packaging_with siud)
+endif()
+set_tests_properties(${siu_packaging_tests} PROPERTIES TIMEOUT 120 DISABLED ${SIU_SANITIZE}
+  ENVIRONMENT "SIU_PACKAGING_WITH=${siu_packaging_with}")

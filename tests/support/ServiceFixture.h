@@ -19,6 +19,7 @@
 #include "common/Configuration.h"
 #include "common/LogDll.h"
 #include "common/Paths.h"
+#include "common/ProcessLock.h"
 #include "device/BLDevice.h"
 #include "device/CommandRecords.h"
 #include "interface/NorvaSIU.h"
@@ -100,6 +101,10 @@ protected:
         }
         createDeviceZT = savedFactory;
         std::memcpy(modulePath, savedModulePath, sizeof savedModulePath);
+        for (const auto& name : logNames) {
+            for (const char* channel : {"", "_Min", "_MaintenanceMode"})
+                ProcessLock::discard((name.second + channel).c_str());
+        }
     }
 
     // A section that opens on the fake device and logs into the temporary

@@ -274,7 +274,8 @@ TEST_F(PortSharing, WithoutPsALiveHolderKeepsThePortAndAWaiterGivesUpNamingItAft
     EXPECT_TRUE(siutest::waitFor([&] { return watch->slot() == holder; }));
     const std::string path = getenv("PATH");
     setenv("PATH", cwd.path().c_str(), 1);
-    auto tp = make(false);
+    Service other(lib);
+    auto tp = std::make_unique<TestTransport>(&other.params);
     ASSERT_EQ(0, tp->openPort());
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(holder, tp->slot());
