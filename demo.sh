@@ -14,15 +14,7 @@ keep=no
 
 step() { printf '\n==> %s\n' "$*"; }
 fail() { echo "demo: $*" >&2; exit 1; }
-# Polls a condition every 50 ms for at most 10 s.
-await() {
-  local i
-  for i in $(seq 200); do
-    if eval "$1"; then return 0; fi
-    sleep 0.05
-  done
-  return 1
-}
+source scripts/await.sh
 
 step "Dependencies"
 ./scripts/install-deps.sh

@@ -13,6 +13,8 @@
 #include <cstring>
 #include <memory>
 
+#include "common/UniqueHandles.h"
+
 namespace {
 
 enum quote_option {
@@ -21,13 +23,8 @@ enum quote_option {
     QUOTE_DEQUOTE = 2,  // undo \" and "" (reading)
 };
 
-struct FileCloser {
-    void operator()(FILE* fp) const { std::fclose(fp); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
-FilePtr openini(const char* Filename) {
-    return FilePtr(Filename != nullptr ? std::fopen(Filename, "rb") : nullptr);
+UniqueFile openini(const char* Filename) {
+    return UniqueFile(Filename != nullptr ? std::fopen(Filename, "rb") : nullptr);
 }
 
 // White space is every byte from 1 to 32 and, because chars are compared
@@ -329,7 +326,8 @@ bool ini_tempname(char* dest, const char* source, size_t maxlength) {
 // replaces the original by rename, which is atomic: whatever happens, the file
 // is either the old or the new version. On any failure the original stays and
 // the temporary file is removed.
-int close_rename(Rewrite& rw, FilePtr rfp, FilePtr wfp, const char* Filename, const char* tmpname) {
+int close_rename(Rewrite& rw, UniqueFile rfp, UniqueFile wfp, const char* Filename,
+                 const char* tmpname) {
     bool ok = !rw.failed && (!rfp || !std::ferror(rfp.get()));
     rfp.reset();
     FILE* wf = wfp.release();
@@ -366,7 +364,7 @@ void long2str(long value, char* str) {
 int ini_gets(const char* Section, const char* Key, const char* DefValue, char* Buffer,
              int BufferSize, const char* Filename) {
     if (Buffer == nullptr || BufferSize < 1 || Key == nullptr) return 0;
-    FilePtr fp = openini(Filename);
+    UniqueFile fp = openini(Filename);
     if (!fp || !getkeystring(fp.get(), Section, Key, -1, -1, Buffer, BufferSize))
         save_strncpy(Buffer, DefValue != nullptr ? DefValue : "", BufferSize, QUOTE_NONE);
     return static_cast<int>(std::strlen(Buffer));
@@ -411,7 +409,7 @@ int ini_getbool(const char* Section, const char* Key, int DefValue, const char* 
 
 int ini_getsection(int idx, char* Buffer, int BufferSize, const char* Filename) {
     if (Buffer == nullptr || BufferSize < 1 || idx < 0) return 0;
-    FilePtr fp = openini(Filename);
+    UniqueFile fp = openini(Filename);
     if (!fp || !getkeystring(fp.get(), nullptr, nullptr, idx, -1, Buffer, BufferSize))
         *Buffer = '\0';
     return static_cast<int>(std::strlen(Buffer));
@@ -419,7 +417,7 @@ int ini_getsection(int idx, char* Buffer, int BufferSize, const char* Filename) 
 
 int ini_getkey(const char* Section, int idx, char* Buffer, int BufferSize, const char* Filename) {
     if (Buffer == nullptr || BufferSize < 1 || idx < 0) return 0;
-    FilePtr fp = openini(Filename);
+    UniqueFile fp = openini(Filename);
     if (!fp || !getkeystring(fp.get(), Section, nullptr, -1, idx, Buffer, BufferSize))
         *Buffer = '\0';
     return static_cast<int>(std::strlen(Buffer));
@@ -427,7 +425,7 @@ int ini_getkey(const char* Section, int idx, char* Buffer, int BufferSize, const
 
 int ini_section_is_valid(const char* Section, const char* Filename) {
     if (Section == nullptr || *Section == '\0') return 0;
-    FilePtr fp = openini(Filename);
+    UniqueFile fp = openini(Filename);
     if (!fp) return 0;
     char LocalBuffer[INI_BUFFERSIZE];
     char* name;
@@ -440,7 +438,7 @@ int ini_section_is_valid(const char* Section, const char* Filename) {
 // shortens the longest line that can be browsed in that section.
 int ini_browse(INI_CALLBACK Callback, const void* UserData, const char* Filename) {
     if (Callback == nullptr) return 0;
-    FilePtr fp = openini(Filename);
+    UniqueFile fp = openini(Filename);
     if (!fp) return 0;
     char LocalBuffer[INI_BUFFERSIZE];
     LocalBuffer[0] = '\0';
@@ -487,12 +485,12 @@ int ini_puts(const char* Section, const char* Key, const char* Value, const char
     if (!ini_tempname(tmpname, Filename, sizeof tmpname)) return 0;
     char LocalBuffer[INI_BUFFERSIZE];
 
-    FilePtr rfp(std::fopen(Filename, "rb"));
+    UniqueFile rfp(std::fopen(Filename, "rb"));
     if (!rfp) {
         // A file that exists but cannot be read is left alone.
         if (errno != ENOENT) return 0;
         if (Key == nullptr || Value == nullptr) return 1;  // nothing to delete
-        FilePtr wfp(std::fopen(tmpname, "wb"));
+        UniqueFile wfp(std::fopen(tmpname, "wb"));
         if (!wfp) return 0;
         Rewrite rw{nullptr, wfp.get(), LocalBuffer};
         writesection(rw, Section);
@@ -507,7 +505,7 @@ int ini_puts(const char* Section, const char* Key, const char* Value, const char
         std::rewind(rfp.get());
     }
 
-    FilePtr wfp(std::fopen(tmpname, "wb"));
+    UniqueFile wfp(std::fopen(tmpname, "wb"));
     if (!wfp) return 0;
     struct stat st;
     if (fstat(fileno(rfp.get()), &st) == 0) fchmod(fileno(wfp.get()), st.st_mode & 07777);

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/Log.h"
 #include "common/LogDll.h"

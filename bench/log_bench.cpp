@@ -15,10 +15,11 @@
 #include <memory>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/Log.h"
 #include "common/LogDll.h"
-#include "common/Utils.h"
+#include "common/Paths.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "common/Utils.h"
+#include "common/Checksum.h"
 
 #include "manager/Global.h"
 

@@ -1,23 +1,24 @@
 #include "common/Configuration.h"
 
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "IniParse/minIni.h"
+#include "common/IniLocation.h"
+#include "common/Log.h"
+#include "common/Paths.h"
+#include "common/Strings.h"
 #include "manager/Global.h"
 
 namespace {
 
-const char kIniFileName[] = "NorvaSensorBoard.ini";
-const char kSystemIniPath[] = "/Norva/NorvaAPI/NorvaSensorBoard.ini";
 // Also the name of the semaphore that guards the file.
 const char* const kSemName = kIniFileName;
-// Default handed to the reader; a value written literally as NOT_DEFINED
-// therefore counts as missing, which is how the file format has always worked.
+// Default handed to the reader, which gives it back for a missing key. A value
+// written literally as NOT_DEFINED cannot be told from that and counts as
+// missing too.
 const char kNotDefined[] = "NOT_DEFINED";
 // Values longer than 255 characters are cut to 255.
 constexpr int kValueBufferSize = 256;
@@ -66,36 +67,29 @@ static_assert(sizeof kKeyTable / sizeof kKeyTable[0] == MAXITENS_INIKEYS,
               "one row per enumerator of enum_iniKeys");
 static_assert(AUTOMATICRESET == MAXITENS_INIKEYS - 1, "one row per enumerator of enum_iniKeys");
 
-// Holds the file's semaphore for one operation and releases it on every path.
-// When the semaphore could not be created or taken (e.g. it belongs to another
-// user and cannot be opened), the file is still used, unguarded: a tool run
-// by another user keeps working instead of failing every read.
+// Holds the file's lock for one operation and releases it on every path.
+// When the lock could not be opened (e.g. its semaphore belongs to another
+// user), the file is still used, unguarded: a tool run by another user keeps
+// working instead of failing every read. A live process that keeps the lock
+// past the budget fails the operation instead of hanging it.
 class FileLock {
 public:
-    explicit FileLock(SEM_NAMED sem) : held(sem), locked(LockNamedSem(sem) == SUCCESS) {}
-    ~FileLock() {
-        if (locked) ReleaseNamedSem(held);
+    FileLock(ProcessLock& lock, Log* log)
+        : hold(lock, Configuration::kFileLockBudgetMs, &wait) {
+        if (hold.status() == ERR_SEM_TIMEOUT && log != nullptr) {
+            log->addLogBufferList(ERR, "Configuration::FileLock",
+                                  "ERR_SEM_TIMEOUT: %s held by process %d for over %u ms",
+                                  kSemName, static_cast<int>(wait.heldBy),
+                                  Configuration::kFileLockBudgetMs);
+        }
     }
-    FileLock(const FileLock&) = delete;
-    FileLock& operator=(const FileLock&) = delete;
+    // SUCCESS, or ERR_SEM_TIMEOUT when the file must be left alone.
+    int status() const { return hold.status() == ERR_SEM_TIMEOUT ? ERR_SEM_TIMEOUT : SUCCESS; }
 
 private:
-    SEM_NAMED held;
-    bool locked;
+    ProcessLock::Wait wait;
+    ProcessLockHold hold;
 };
-
-bool isRegularFile(const char* path) {
-    struct stat st {};
-    return stat(path, &st) == 0 && S_ISREG(st.st_mode);
-}
-
-// new[] copy of text, or null when out of memory.
-char* copyText(const char* text) {
-    size_t n = std::strlen(text) + 1;
-    char* copy = new (std::nothrow) char[n];
-    if (copy != nullptr) std::memcpy(copy, text, n);
-    return copy;
-}
 
 // Decimal conversion that stops at the first non-digit; "0x10" is 0.
 long toLong(const char* text) {
@@ -109,21 +103,18 @@ void Configuration::KeyTableDeleter::operator()(st_iniKeys* table) const {
     delete[] table;
 }
 
-Configuration::Configuration() : filePathIni{}, service{}, lastError(SUCCESS), hSemConfig(nullptr) {
+Configuration::Configuration() : filePathIni{}, service{}, lastError(SUCCESS) {
     inikeys.reset(new (std::nothrow) st_iniKeys[MAXITENS_INIKEYS]);
     if (!inikeys) {
         lastError = ERR_CFG_INTERNAL_ERROR;
         return;
     }
     for (int i = 0; i < MAXITENS_INIKEYS; ++i) inikeys[i] = kKeyTable[i];
-    // Not checked: without the semaphore the file is used unguarded.
-    CreateNamedSem(kSemName, &hSemConfig);
+    // Not checked: without the lock the file is used unguarded.
+    fileLock.open(kSemName);
 }
 
-Configuration::~Configuration() {
-    inikeys.reset();
-    if (hSemConfig != nullptr) DestroyNamedSem(kSemName, &hSemConfig);
-}
+Configuration::~Configuration() = default;
 
 bool Configuration::validKey(enum_iniKeys en_key) const {
     return inikeys && en_key >= 0 && en_key < MAXITENS_INIKEYS;
@@ -139,11 +130,14 @@ const char* Configuration::cachedService() const {
 }
 
 bool Configuration::cacheValue(enum_iniKeys en_key, const char* value) {
-    char* copy = copyText(value);
-    if (copy == nullptr) return false;
-    delete[] inikeys[en_key].strValueKey;
-    inikeys[en_key].strValueKey = copy;
-    return true;
+    try {
+        std::unique_ptr<char[]> copy = copyText(value);
+        delete[] inikeys[en_key].strValueKey;
+        inikeys[en_key].strValueKey = copy.release();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 int Configuration::setService(const char* name) {
@@ -162,31 +156,23 @@ int Configuration::getLastError() {
 }
 
 int Configuration::setPathIniFile() {
-    if (isRegularFile(kSystemIniPath)) {
-        std::snprintf(filePathIni, sizeof filePathIni, "%s", kSystemIniPath);
-        return SUCCESS;
-    }
+    if (locateIniFile(modulePath, filePathIni, sizeof filePathIni)) return SUCCESS;
     filePathIni[0] = '\0';
-    if (modulePath[0] == '\0') return ERR_CFG_GETMODULEPATH;
-    char candidate[sizeof filePathIni];
-    int n = std::snprintf(candidate, sizeof candidate, "%s%s", modulePath, kIniFileName);
-    if (n < 0 || static_cast<size_t>(n) >= sizeof candidate || !isRegularFile(candidate))
-        return ERR_CFG_INI_FILE_NOT_FOUND;
-    std::memcpy(filePathIni, candidate, sizeof filePathIni);
-    return SUCCESS;
+    return modulePath[0] == '\0' ? ERR_CFG_GETMODULEPATH : ERR_CFG_INI_FILE_NOT_FOUND;
 }
 
 int Configuration::getDeviceConfig(enum_iniKeys en_key, char** value) {
     if (value == nullptr) return ERR_CFG_INVALID_PARAMETER_VALUE;
     *value = nullptr;
     if (int rc = checkKey(en_key); rc != SUCCESS) return rc;
-    FileLock lock(hSemConfig);
     if (cachedService() == nullptr) return ERR_CFG_INVALID_SERVICE_NAME;
     if (filePathIni[0] == '\0') return ERR_CFG_INI_FILE_NOT_FOUND;
     if (inikeys[en_key].strValueKey != nullptr) {
         *value = inikeys[en_key].strValueKey;
         return SUCCESS;
     }
+    FileLock lock(fileLock, log);
+    if (lock.status() != SUCCESS) return lock.status();
     // A missing section means the service is not configured at all, which
     // callers tell apart from a single missing key.
     if (ini_section_is_valid(service, filePathIni) == 0) return ERR_CFG_INVALID_SERVICE_NAME;
@@ -229,14 +215,19 @@ int Configuration::readText(const char* strSection, const char* strKey, char** s
     const char* section = strSection != nullptr ? strSection : cachedService();
     // Without a service the null section would silently become the nameless one.
     if (section == nullptr) return ERR_CFG_INVALID_SERVICE_NAME;
-    FileLock lock(hSemConfig);
+    FileLock lock(fileLock, log);
+    if (lock.status() != SUCCESS) return lock.status();
     if (filePathIni[0] == '\0') return ERR_CFG_INI_FILE_NOT_FOUND;
     char buffer[kValueBufferSize];
     int len = ini_gets(section, strKey, kNotDefined, buffer, sizeof buffer, filePathIni);
     if (n != nullptr) *n = len;
     if (std::strcmp(buffer, kNotDefined) == 0) return ERR_CFG_NOT_DEFINED;
-    *strValue = copyText(buffer);
-    return *strValue != nullptr ? SUCCESS : ERR_CFG_INTERNAL_ERROR;
+    try {
+        *strValue = copyText(buffer).release();
+        return SUCCESS;
+    } catch (const std::bad_alloc&) {
+        return ERR_CFG_INTERNAL_ERROR;
+    }
 }
 
 int Configuration::getConfig(const char* strSection, const char* strKey, char** strValue) {
@@ -275,7 +266,8 @@ bool Configuration::getBoolConfig(const char* strSection, const char* strKey) {
 int Configuration::setDeviceConfig(enum_iniKeys en_key, const char* value) {
     if (value == nullptr) return ERR_CFG_INVALID_PARAMETER_VALUE;
     if (int rc = checkKey(en_key); rc != SUCCESS) return rc;
-    FileLock lock(hSemConfig);
+    FileLock lock(fileLock, log);
+    if (lock.status() != SUCCESS) return lock.status();
     if (cachedService() == nullptr) return ERR_CFG_INVALID_SERVICE_NAME;
     if (filePathIni[0] == '\0') return ERR_CFG_INI_FILE_NOT_FOUND;
     // A device key is never written into a section of its own making.
@@ -296,7 +288,8 @@ int Configuration::setConfig(const char* strSection, const char* strKey, const c
     if (strKey == nullptr) return ERR_CFG_INVALID_PARAMETER_VALUE;
     const char* section = strSection != nullptr ? strSection : cachedService();
     if (section == nullptr) return ERR_CFG_INVALID_SERVICE_NAME;
-    FileLock lock(hSemConfig);
+    FileLock lock(fileLock, log);
+    if (lock.status() != SUCCESS) return lock.status();
     if (filePathIni[0] == '\0') return ERR_CFG_INI_FILE_NOT_FOUND;
     return ini_puts(section, strKey, strValue, filePathIni) != 0 ? SUCCESS : ERR_CFG_NOT_DEFINED;
 }

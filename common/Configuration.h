@@ -6,13 +6,16 @@
 // object's lifetime, so editing the file while a service is open does not
 // change what it already uses. Free keys of any section are read by name
 // (getConfig, getBoolConfig) and are never cached. Every access to the file is
-// serialised across processes by the named semaphore "NorvaSensorBoard.ini",
-// because a writer replaces the file through a temporary copy and a rename.
+// serialised across processes by the lock "NorvaSensorBoard.ini", because a
+// writer replaces the file through a temporary copy and a rename; a value
+// already cached is answered without it.
 
 #include <cstdint>
 #include <memory>
 
-#include "common/Utils.h"
+#include "common/ProcessLock.h"
+
+class Log;
 
 enum enum_iniKeys : int32_t {
     SERVICE = 0,
@@ -116,6 +119,13 @@ public:
     // null when value is null or the key is outside the table.
     char* getValueIniKeys(enum_iniKeys en_key, char* value);
 
+    // Longest wait for the file's lock, ms; a live process holding it longer
+    // makes the access fail with ERR_SEM_TIMEOUT.
+    static constexpr unsigned int kFileLockBudgetMs = 5000;
+    // Where such a failure is reported (null: nowhere). The log must outlive
+    // every later access.
+    void reportTo(Log* logger) { log = logger; }
+
 private:
     struct KeyTableDeleter {
         void operator()(st_iniKeys* table) const;
@@ -133,5 +143,6 @@ private:
     char service[255];
     int lastError;
     std::unique_ptr<st_iniKeys[], KeyTableDeleter> inikeys;
-    SEM_NAMED hSemConfig;
+    ProcessLock fileLock;
+    Log* log = nullptr;
 };

@@ -10,6 +10,8 @@
 
 #include "common/Configuration.h"
 #include "common/LogDll.h"
+#include "common/Strings.h"
+#include "common/Threads.h"
 #include "manager/Global.h"
 
 const char cLogLevel[11][4] = {"INI", "FIM", "WRN", "ERR", "DBG", "INF",
@@ -22,13 +24,6 @@ namespace {
 // Size of the working buffers of the two columns, and the longest class name.
 const size_t kColumnSize = 1024;
 const size_t kMaxClassName = 512;
-
-std::unique_ptr<char[]> copyText(const char* text) {
-    size_t n = std::strlen(text);
-    std::unique_ptr<char[]> copy(new char[n + 1]);
-    std::memcpy(copy.get(), text, n + 1);
-    return copy;
-}
 
 std::unique_ptr<char[]> joinText(const char* first, const char* second) {
     std::string joined = std::string(first) + second;  // "%s%s"
@@ -90,10 +85,6 @@ const char* orEmpty(const char* text) {
 
 }  // namespace
 
-void Log::SemCloser::operator()(sem_t* sem) const noexcept {
-    DestroyNamedSem(nullptr, &sem);
-}
-
 Log::Log() = default;
 
 // The library sessions are not closed here: the manager closes them with
@@ -140,13 +131,9 @@ int Log::configure(Configuration* pclCfg) {
 
     // Named after the files, so that every process logging under the same
     // name serialises its records on the same semaphores.
-    sem_t* sem = nullptr;
-    CreateNamedSem(name.get(), &sem);
-    hSemLog.reset(sem);
-    CreateNamedSem(nameMin.get(), &sem);
-    hSemLog_Min.reset(sem);
-    CreateNamedSem(nameMaintenance.get(), &sem);
-    hSemLog_Maintenance.reset(sem);
+    normalLock.lock.open(name.get());
+    minLock.lock.open(nameMin.get());
+    maintenanceLock.lock.open(nameMaintenance.get());
 
     char* compress = nullptr;
     if (pclCfg->getConfig(nullptr, "LogCompressFiles", &compress) == SUCCESS) {
@@ -159,11 +146,18 @@ int Log::configure(Configuration* pclCfg) {
     logNameFull_Min = joinText(path.get(), nameMin.get());
     logNameFull_Maintenance = joinText(path.get(), nameMaintenance.get());
 
-    int number = 0;
-    logMaxDayCount =
-        pclCfg->getConfig(nullptr, "LogMaxDayCount", &number) == SUCCESS ? number : INT_MAX;
-    logMaxFileByteSize =
-        pclCfg->getConfig(nullptr, "LogMaxFileByteSize", &number) == SUCCESS ? number : INT_MAX;
+    // The two limits go to the log library as ints: a value that does not
+    // fit is refused (after the log is up, so that the refusal is logged).
+    const char* tooLarge = nullptr;
+    auto limit = [&](const char* key) {
+        long number = 0;
+        if (pclCfg->getConfig(nullptr, key, &number) != SUCCESS) return INT_MAX;
+        if (number >= INT_MIN && number <= INT_MAX) return static_cast<int>(number);
+        tooLarge = key;
+        return INT_MAX;
+    };
+    logMaxDayCount = limit("LogMaxDayCount");
+    logMaxFileByteSize = limit("LogMaxFileByteSize");
 
     logPath = std::move(path);
     logName = std::move(name);
@@ -175,7 +169,7 @@ int Log::configure(Configuration* pclCfg) {
     if (!isCreateLog()) {
         // Older library: records go by directory and name through "add".
         bEnable = true;
-        return SUCCESS;
+        return refuseLimit(pclCfg, tooLarge);
     }
 
     isNewVersion = true;
@@ -189,7 +183,18 @@ int Log::configure(Configuration* pclCfg) {
     logSession_Maintenance =
         createLog(logNameFull_Min.get(), logMaxDayCount, logMaxFileByteSize, mask);
     bEnable = true;
-    return SUCCESS;
+    return refuseLimit(pclCfg, tooLarge);
+}
+
+int Log::refuseLimit(Configuration* pclCfg, const char* key) {
+    if (key == nullptr) return SUCCESS;
+    char* text = nullptr;
+    pclCfg->getConfig(nullptr, key, &text);
+    Text owned(text);
+    addLogBufferList(ERR, "Log::setConfiguration", "ERR_CFG_INVALID_VALUE: %s = %s is outside %d..%d",
+                     key, text != nullptr ? text : "", INT_MIN, INT_MAX);
+    logClean();
+    return ERR_CFG_INVALID_VALUE;
 }
 
 bool Log::levelEnabled(eLogLevel eLevel) const {
@@ -197,16 +202,17 @@ bool Log::levelEnabled(eLogLevel eLevel) const {
     return (static_cast<unsigned int>(logLevel) >> eLevel) & 1u;
 }
 
-Log::Channel Log::normalChannel() const {
-    return {hSemLog.get(), logName.get(), logSession};
+Log::Channel Log::normalChannel() {
+    return {&normalLock, logName.get(), logSession};
 }
 
-Log::Channel Log::minChannel() const {
-    return {hSemLog_Min.get(), logName_Min.get(), logSession_Min};
+Log::Channel Log::minChannel() {
+    return {&minLock, logName_Min.get(), logSession_Min};
 }
 
-Log::Channel Log::maintenanceChannel() const {
-    return {hSemLog_Maintenance.get(), logName_Maintenance.get(), logSession_Maintenance};
+Log::Channel Log::maintenanceChannel() {
+    return {&maintenanceLock, logName_Maintenance.get(),
+            logSession_Maintenance};
 }
 
 namespace {
@@ -230,23 +236,6 @@ Columns columnsOf(Log& log, const char* caller) {
     return columns;
 }
 
-// Holds a channel's semaphore for one record. A channel whose semaphore could
-// not be created still logs, unserialised.
-class ChannelLock {
-public:
-    explicit ChannelLock(sem_t* semaphore)
-        : sem(semaphore), locked(LockNamedSem(semaphore) == SUCCESS) {}
-    ~ChannelLock() {
-        if (locked) ReleaseNamedSem(sem);
-    }
-    ChannelLock(const ChannelLock&) = delete;
-    ChannelLock& operator=(const ChannelLock&) = delete;
-
-private:
-    sem_t* sem;
-    bool locked;
-};
-
 }  // namespace
 
 void Log::write(const Channel& channel, eLogLevel eLevel, const char* pcCaller,
@@ -255,15 +244,47 @@ void Log::write(const Channel& channel, eLogLevel eLevel, const char* pcCaller,
     Columns columns = columnsOf(*this, pcCaller);
     const char* text = orEmpty(pcBuffer);
 
-    ChannelLock lock(channel.sem);
+    ProcessLock::Wait wait;
+    ProcessLockHold hold(channel.lock->lock, channelBudget(*channel.lock), &wait);
+    if (!admitted(channel, hold, wait, columns.lib(), columns.information())) return;
+    emit(channel, eLevel, columns.lib(), columns.information(), text);
+}
+
+void Log::emit(const Channel& channel, eLogLevel eLevel, const char* lib, const char* info,
+               const char* text) {
     if (isNewVersion) {
         if (islogWriteToFile2())
-            logWriteToFile2(channel.session, eLevel, columns.lib(), columns.information(), text);
+            logWriteToFile2(channel.session, eLevel, lib, info, text);
         else
             logWriteToFile(channel.session, eLevel, text);
     } else {
-        logAdd(logPath.get(), channel.name, eLevel, columns.lib(), columns.information(), text);
+        logAdd(logPath.get(), channel.name, eLevel, lib, info, text);
     }
+}
+
+unsigned int Log::channelBudget(const ChannelLock& channel) {
+    pid_t blocker = channel.blockedBy.load();
+    return blocker != 0 && channel.lock.holder() == blocker ? 0 : kChannelBudgetMs;
+}
+
+bool Log::admitted(const Channel& channel, const ProcessLockHold& hold,
+                   const ProcessLock::Wait& wait, const char* lib, const char* info) {
+    ChannelLock& state = *channel.lock;
+    if (hold.status() == ERR_SEM_TIMEOUT) {
+        state.blockedBy.store(wait.heldBy);
+        state.droppedSince.fetch_add(1);
+        dropped.fetch_add(1);
+        return false;
+    }
+    pid_t blocker = state.blockedBy.exchange(0);
+    unsigned int lost = state.droppedSince.exchange(0);
+    if (lost > 0 && levelEnabled(WRN)) {
+        char note[128];
+        std::snprintf(note, sizeof note, "%u records dropped: channel held by process %d", lost,
+                      static_cast<int>(blocker));
+        emit(channel, WRN, lib, info, note);
+    }
+    return true;
 }
 
 void Log::writeHex(const Channel& channel, eLogLevel eLevel, const char* pcCaller,
@@ -274,7 +295,9 @@ void Log::writeHex(const Channel& channel, eLogLevel eLevel, const char* pcCalle
     const char* text = orEmpty(pcBuffer);
     if (pucHexBuffer == nullptr) uiHexBufferLength = 0;
 
-    ChannelLock lock(channel.sem);
+    ProcessLock::Wait wait;
+    ProcessLockHold hold(channel.lock->lock, channelBudget(*channel.lock), &wait);
+    if (!admitted(channel, hold, wait, columns.lib(), columns.information())) return;
     if (isNewVersion) {
         if (islogWriteToFileHex2())
             logWriteToFileHex2(channel.session, eLevel, columns.lib(), columns.information(), text,

@@ -5,12 +5,13 @@
 // never opens files itself. Until setConfiguration succeeds every add is a
 // no-op, so a service works without a log.
 
-#include <semaphore.h>
+#include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
-#include "common/Utils.h"
+#include "common/ProcessLock.h"
 
 class Configuration;
 
@@ -98,24 +99,38 @@ public:
     // service's opening banner at STR when that bit is on, else at INI.
     int levelMask() const { return logLevel; }
 
+    // Longest wait for a channel's lock, ms. A record that cannot get its
+    // channel in that time is dropped (and counted), never the command held;
+    // while the same live process keeps the channel, later records do not
+    // wait at all.
+    static constexpr unsigned int kChannelBudgetMs = 1000;
+    // Records dropped so far because their channel was held.
+    unsigned int droppedRecords() const { return dropped.load(); }
+
 private:
-    struct SemCloser {
-        void operator()(sem_t* sem) const noexcept;
-    };
-    typedef std::unique_ptr<sem_t, SemCloser> NamedSem;
     typedef std::unique_ptr<char[]> Text;
 
+    // A channel's cross-process lock and who kept it from the last record.
+    struct ChannelLock {
+        ProcessLock lock;
+        std::atomic<pid_t> blockedBy{0};
+        std::atomic<unsigned int> droppedSince{0};
+    };
+
     int configure(Configuration* pclCfg);
+    // SUCCESS without a key; else logs the key's value as out of range,
+    // unconfigures and answers ERR_CFG_INVALID_VALUE.
+    int refuseLimit(Configuration* pclCfg, const char* key);
 
     // What distinguishes the three channels.
     struct Channel {
-        sem_t* sem;
+        ChannelLock* lock;
         const char* name;
         int session;
     };
-    Channel normalChannel() const;
-    Channel minChannel() const;
-    Channel maintenanceChannel() const;
+    Channel normalChannel();
+    Channel minChannel();
+    Channel maintenanceChannel();
 
     void write(const Channel& channel, eLogLevel eLevel, const char* pcCaller,
                const char* pcBuffer);
@@ -123,17 +138,27 @@ private:
                   const char* pcBuffer, const unsigned char* pucHexBuffer,
                   unsigned int uiHexBufferLength);
     bool levelEnabled(eLogLevel eLevel) const;
+    // No wait while the live process that made the last record drop still
+    // holds the channel.
+    static unsigned int channelBudget(const ChannelLock& channel);
+    // After the channel's lock was asked for: false when the record is to be
+    // dropped (counted). A channel without a lock writes unserialised. Once
+    // the channel is had again, a line tells how many records were lost.
+    bool admitted(const Channel& channel, const ProcessLockHold& hold,
+                  const ProcessLock::Wait& wait, const char* lib, const char* info);
+    void emit(const Channel& channel, eLogLevel eLevel, const char* lib, const char* info,
+              const char* text);
 
     bool bEnable = false;
     Text logPath;
     int logInfo = 0;
-    NamedSem hSemLog;
+    ChannelLock normalLock;
     Text logName;
     Text logNameFull;
-    NamedSem hSemLog_Min;
+    ChannelLock minLock;
     Text logName_Min;
     Text logNameFull_Min;
-    NamedSem hSemLog_Maintenance;
+    ChannelLock maintenanceLock;
     Text logName_Maintenance;
     Text logNameFull_Maintenance;
     int logMaxDayCount = 0;
@@ -144,4 +169,5 @@ private:
     int logSession = 0;
     int logSession_Min = 0;
     int logSession_Maintenance = 0;
+    std::atomic<unsigned int> dropped{0};
 };

@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <memory>
 
-#include "common/Utils.h"
+#include "common/DynamicLibrary.h"
+#include "common/Paths.h"
+#include "common/UniqueHandles.h"
 
 namespace {
 
@@ -23,11 +25,6 @@ typedef void (*pfnExitLog)(int);
 typedef int (*pfnFileName)(const char*);
 typedef int (*pfnSession)(int);
 
-struct LibraryCloser {
-    void operator()(void* handle) const noexcept { CloseLibrary(handle); }
-};
-typedef std::unique_ptr<void, LibraryCloser> LibraryHandle;
-
 char* writable(const char* text) {
     return const_cast<char*>(text);
 }
@@ -39,8 +36,8 @@ char* writable(const char* text) {
 // threads of the application still log during exit. Being created on first
 // use, it is also ready for the manager's constructor, which runs during
 // static initialisation. Replacing or releasing it closes the library.
-static LibraryHandle& hLogDll() {
-    static LibraryHandle* handle = new LibraryHandle;
+static UniqueLibrary& hLogDll() {
+    static UniqueLibrary* handle = new UniqueLibrary;
     return *handle;
 }
 

@@ -1,6 +1,7 @@
 #include "device/BLDevice.h"
 
-#include "interface/SIUGlobal.h"
+#include "common/ConstructParams.h"
+#include "device/CommandRecords.h"
 
 BLDevice::BLDevice(void* params) : lastError(SUCCESS), cfg(nullptr), log(nullptr), bLocked(false) {
     const st_constructParams* p = static_cast<const st_constructParams*>(params);

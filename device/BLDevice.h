@@ -18,7 +18,7 @@ public:
     BLDevice& operator=(const BLDevice&) = delete;
 
     // Runs one command of enum_commands with its input record (see
-    // interface/SIUGlobal.h); results go into the caller's record and
+    // device/CommandRecords.h); results go into the caller's record and
     // buffer_resp is not used. Returns an API_ERROR code.
     virtual int executeCMD(int cmd, void* buffer_in, void** buffer_resp) = 0;
 

@@ -1,28 +1,17 @@
 #include "device/BLDeviceZT.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/Log.h"
+#include "device/CommandRecords.h"
 #include "device/LLDeviceZT.h"
 #include "device/SensorBoardConfiguration.h"
-#include "interface/SIUGlobal.h"
-#include "libuart/comm_base.h"
 
 namespace {
 
-// Reply buffers of the board commands.
-constexpr size_t REPLY_SIZE = 100;
-constexpr size_t SHORT_REPLY_SIZE = 10;
-
 constexpr int MAX_LEDS = 20;
-constexpr unsigned int MIN_MOTION_TIME = 100;
-constexpr unsigned int MAX_MOTION_TIME = 999;
-// "R%03d%05d" keeps its 9 characters only up to these.
-constexpr unsigned int MAX_TIMER_TO_OFF = 999;
-constexpr unsigned int MAX_TIMER_TO_ON = 99999;
 
 const char remoteResetFailure[] = "Erro";
 
@@ -33,11 +22,7 @@ BLDeviceZT::BLDeviceZT(void* params) : BLDeviceZT(params, nullptr) {}
 BLDeviceZT::BLDeviceZT(void* params, LLDeviceZT* codec)
     : BLDevice(params),
       numberOFLeds(DEFAULT_LEDS),
-      valueReset(false),
-      ll(codec != nullptr ? codec : new LLDeviceZT(params)),
-      thread(0),
-      semThread{},
-      reading(false) {}
+      ll(codec != nullptr ? codec : new LLDeviceZT(params)) {}
 
 BLDeviceZT::~BLDeviceZT() = default;
 
@@ -82,8 +67,8 @@ int BLDeviceZT::CmdOpen(void* /*buffer_in*/, void** /*buffer_resp*/) {
     int leds = 0;
     char* service = cfg != nullptr ? cfg->getService() : nullptr;
     if (service != nullptr && cfg->getConfig(service, "NumberOFLeds", &leds) == SUCCESS) {
-        // The value is read a second time on purpose: the sequence of reads
-        // is part of how the configuration is consulted.
+        // The first reading only tells that the key is there; the value used
+        // is that of a second reading, and the default when that one fails.
         if (cfg->getConfig(service, "NumberOFLeds", &leds) != SUCCESS) leds = DEFAULT_LEDS;
         numberOFLeds = (leds >= 0 && leds <= MAX_LEDS) ? leds : DEFAULT_LEDS;
     }
@@ -160,52 +145,34 @@ int BLDeviceZT::CmdSetPorts(void* buffer_in, void** /*buffer_resp*/) {
     switch (in->port) {
         case NORVA_SIU_SETPORTS_PANEL:
             return ERR_CMD_NOT_IMPLEMENTED;
-        case NORVA_SIU_SETPORTS_ELETRONIC_KEY: {
+        case NORVA_SIU_SETPORTS_ELETRONIC_KEY:
             // The board has one fixed command per state; the port commands of
             // the configuration are not consulted.
-            char rsp[REPLY_SIZE] = {};
-            return sendCommand(in->value != NORVA_SIU_SETPORTS_VALUE_OFF ? "FA1" : "FA0", rsp,
-                               sizeof rsp);
-        }
+            return ll->CmdSetElectronicKey(in->value != NORVA_SIU_SETPORTS_VALUE_OFF);
         default:
             return ERR_CMD_INVALID_PARAMETER;
     }
 }
 
 int BLDeviceZT::CmdGetTimeSensorActiveMovement(void* buffer_in, void** /*buffer_resp*/) {
-    unsigned int* time = static_cast<unsigned int*>(buffer_in);
-    if (time == nullptr) return ERR_CMD_INVALID_PARAMETER;
-    char rsp[SHORT_REPLY_SIZE] = {};
-    int result = sendCommand("m", rsp, sizeof rsp);
-    if (result != SUCCESS) return result;
-    // Decimal, or hexadecimal with 0x, or octal with a leading 0: the board
-    // answers decimal, and this is how its reply has always been read.
-    *time = static_cast<unsigned int>(std::strtoul(rsp, nullptr, 0));
-    return SUCCESS;
+    return ll->CmdGetMotionTime(static_cast<unsigned int*>(buffer_in));
 }
 
 int BLDeviceZT::CmdSetSensorMotionTime(void* buffer_in, void** /*buffer_resp*/) {
     const unsigned int* time = static_cast<const unsigned int*>(buffer_in);
-    if (time == nullptr || *time < MIN_MOTION_TIME || *time > MAX_MOTION_TIME) {
-        return ERR_CMD_INVALID_PARAMETER;
-    }
-    char command[SHORT_REPLY_SIZE];
-    std::snprintf(command, sizeof command, "M%u", *time);
-    char rsp[SHORT_REPLY_SIZE] = {};
-    return sendCommand(command, rsp, sizeof rsp);
+    if (time == nullptr) return ERR_CMD_INVALID_PARAMETER;
+    return ll->CmdSetMotionTime(*time);
 }
 
 int BLDeviceZT::CmdSetBuzzer(void* buffer_in, void** /*buffer_resp*/) {
     const unsigned int* buzzer = static_cast<const unsigned int*>(buffer_in);
     if (buzzer == nullptr) return ERR_CMD_INVALID_PARAMETER;
-    static const char* const commands[] = {"B0", "B1", "B2"};
     static const char* const lines[] = {"NORVA_SIU_INDICATOR_VALUE_OFF",
                                         "NORVA_SIU_INDICATOR_VALUE_ON",
                                         "NORVA_SIU_INDICATOR_VALUE_BLINK"};
     if (*buzzer > NORVA_SIU_INDICATOR_VALUE_BLINK) return ERR_CMD_INVALID_PARAMETER;
     logText(INF, "BLDeviceZT::CmdSetBuzzer", lines[*buzzer]);
-    char rsp[REPLY_SIZE] = {};
-    return sendCommand(commands[*buzzer], rsp, sizeof rsp);
+    return ll->CmdSetBuzzer(*buzzer);
 }
 
 int BLDeviceZT::CmdResetRemoto(void* buffer_in, void** /*buffer_resp*/) {
@@ -214,14 +181,8 @@ int BLDeviceZT::CmdResetRemoto(void* buffer_in, void** /*buffer_resp*/) {
     // The answer field holds four raw bytes: "Erro" fills it without a
     // terminator, a reply is cut to four bytes (and zero-padded when shorter).
     static_assert(sizeof in->REspResetSensores == sizeof remoteResetFailure - 1);
-    if (in->TimerToOff > MAX_TIMER_TO_OFF || in->TimerToOn > MAX_TIMER_TO_ON) {
-        std::memcpy(in->REspResetSensores, remoteResetFailure, sizeof in->REspResetSensores);
-        return ERR_CMD_INVALID_PARAMETER;
-    }
-    char command[SHORT_REPLY_SIZE];
-    std::snprintf(command, sizeof command, "R%03u%05u", in->TimerToOff, in->TimerToOn);
-    char rsp[REPLY_SIZE] = {};
-    int result = sendCommand(command, rsp, sizeof rsp);
+    char rsp[sizeof in->REspResetSensores + 1] = {};
+    int result = ll->CmdResetRemote(in->TimerToOff, in->TimerToOn, rsp, sizeof rsp);
     if (result != SUCCESS) {
         std::memcpy(in->REspResetSensores, remoteResetFailure, sizeof in->REspResetSensores);
         return result;
@@ -279,8 +240,7 @@ bool BLDeviceZT::holdIsLong(unsigned char pin) {
 unsigned char BLDeviceZT::readPins() {
     unsigned char pins = 0;
     TransportProtocol* link = ll->getTransport();
-    CommBase* port = link != nullptr ? link->getPort() : nullptr;
-    if (port == nullptr || port->GetPinOut(&pins) < 0) return 0;
+    if (link == nullptr || link->getModemLines(&pins) < 0) return 0;
     return pins;
 }
 
@@ -289,10 +249,6 @@ void BLDeviceZT::WaitThread() {
     while (!thread_finished && TickElapsedMs(start, GetMonotonicTickMs()) < WAIT_THREAD_MS) {
         Sleep_ms(POLL_MS);
     }
-}
-
-int BLDeviceZT::sendCommand(const char* command, char* rsp, size_t size) {
-    return ll->CmdGenericCommand(command, rsp, size);
 }
 
 void BLDeviceZT::logText(int level, const char* caller, const char* text) {

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <memory>
 
-#include "common/Utils.h"
 #include "device/BLDevice.h"
 
 class LLDeviceZT;
@@ -98,16 +97,10 @@ private:
     bool holdIsLong(unsigned char pin);
     // The modem lines of the port; 0 when they cannot be read.
     unsigned char readPins();
-    // Sends command and keeps the reply text in rsp (size bytes).
-    int sendCommand(const char* command, char* rsp, size_t size);
     // One line into the service's log, when there is one.
     void logText(int level, const char* caller, const char* text);
 
     int numberOFLeds;
-    bool valueReset;  // kept for the record layout; nothing reads it
     std::unique_ptr<LLDeviceZT> ll;
     std::unique_ptr<SensorBoardConfiguration> sensor_board_config;
-    unsigned long thread;   // reserved for a caller's watcher thread
-    SEM_UNNAMED semThread;  // reserved for the watcher; no command uses it
-    bool reading;           // kept for the record layout; nothing reads it
 };

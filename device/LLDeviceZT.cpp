@@ -1,5 +1,7 @@
 #include "device/LLDeviceZT.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 
@@ -43,6 +45,17 @@ const LampLines kLampLines[4] = {
      "NORVA_SIU_INDICATOR_VALUE_OFF_ORANGE"},
 };
 constexpr unsigned int kFirstLampOutput = 3;
+
+// Reply buffers: the set commands' answers are dropped; the motion time is a
+// few digits, and a longer answer is cut to them before it is read.
+constexpr size_t kReplySize = 100;
+constexpr size_t kMotionReplySize = 10;
+
+// The numbers each command carries, as wide as its digits allow.
+constexpr unsigned int kMinMotionTime = 100;
+constexpr unsigned int kMaxMotionTime = 999;
+constexpr unsigned int kMaxTimeToOff = 999;
+constexpr unsigned int kMaxTimeToOn = 99999;
 
 }  // namespace
 
@@ -97,6 +110,48 @@ int LLDeviceZT::CmdGenericCommand(const char* command, char* command_rsp, size_t
     if (rc != SUCCESS) return rc;
     if (len > 1) copyPayload(reply.get(), len, command_rsp, rsp_size);
     return SUCCESS;
+}
+
+int LLDeviceZT::sendOnly(const char* command) {
+    char rsp[kReplySize] = {};
+    return CmdGenericCommand(command, rsp, sizeof rsp);
+}
+
+int LLDeviceZT::CmdSetElectronicKey(bool on) {
+    return sendOnly(on ? "FA1" : "FA0");
+}
+
+int LLDeviceZT::CmdGetMotionTime(unsigned int* ms) {
+    if (ms == nullptr) return ERR_CMD_INVALID_PARAMETER;
+    char rsp[kMotionReplySize] = {};
+    int rc = CmdGenericCommand("m", rsp, sizeof rsp);
+    if (rc != SUCCESS) return rc;
+    // Read as a C number: decimal, hexadecimal after 0x, octal after a
+    // leading 0 ("010" is 8). The board answers plain decimal; applications
+    // get this reading of anything else, so it must not change.
+    *ms = static_cast<unsigned int>(std::strtoul(rsp, nullptr, 0));
+    return SUCCESS;
+}
+
+int LLDeviceZT::CmdSetMotionTime(unsigned int ms) {
+    if (ms < kMinMotionTime || ms > kMaxMotionTime) return ERR_CMD_INVALID_PARAMETER;
+    char command[8];
+    std::snprintf(command, sizeof command, "M%u", ms);
+    return sendOnly(command);
+}
+
+int LLDeviceZT::CmdSetBuzzer(unsigned int value) {
+    static const char* const commands[] = {"B0", "B1", "B2"};
+    if (value > 2) return ERR_CMD_INVALID_PARAMETER;
+    return sendOnly(commands[value]);
+}
+
+int LLDeviceZT::CmdResetRemote(unsigned int timeToOff, unsigned int timeToOn, char* answer,
+                               size_t size) {
+    if (timeToOff > kMaxTimeToOff || timeToOn > kMaxTimeToOn) return ERR_CMD_INVALID_PARAMETER;
+    char command[16];
+    std::snprintf(command, sizeof command, "R%03u%05u", timeToOff, timeToOn);
+    return CmdGenericCommand(command, answer, size);
 }
 
 int LLDeviceZT::CmdSetIndicator(unsigned int pos, unsigned int value, unsigned int max_size_leds,

@@ -52,6 +52,21 @@ public:
     int CmdSetIndicator(unsigned int pos, unsigned int value, unsigned int max_size_leds,
                         bool valueReset);
 
+    // "FA1" / "FA0": the electronic-key port on or off.
+    int CmdSetElectronicKey(bool on);
+    // "m": the sensor motion time the board reports, into *ms.
+    int CmdGetMotionTime(unsigned int* ms);
+    // "M<ms>": sets the sensor motion time. ERR_CMD_INVALID_PARAMETER outside
+    // 100..999, the board's three digits.
+    int CmdSetMotionTime(unsigned int ms);
+    // "B0" / "B1" / "B2": buzzer off, on, blink (a NORVA_SIU_INDICATOR_VALUE).
+    // ERR_CMD_INVALID_PARAMETER above 2.
+    int CmdSetBuzzer(unsigned int value);
+    // "R<off><on>": remote power cycle, the time to off in three digits and
+    // the time to on in five, so ERR_CMD_INVALID_PARAMETER beyond 999 or
+    // 99999. The reply text goes into answer as CmdGenericCommand writes it.
+    int CmdResetRemote(unsigned int timeToOff, unsigned int timeToOn, char* answer, size_t size);
+
     // Sends command and, when the reply carries a payload, writes it as text
     // into command_rsp (rsp_size bytes, cut when longer); a reply of one byte
     // or none leaves command_rsp untouched.
@@ -63,6 +78,8 @@ public:
     }
 
 private:
+    // Sends command and drops whatever the board answers.
+    int sendOnly(const char* command);
     // One exchange; on SUCCESS *reply owns the reply (possibly empty).
     int exchange(const char* send, size_t len, std::unique_ptr<unsigned char[]>* reply,
                  int* replyLen);

@@ -4,20 +4,15 @@
 #include <cstring>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
+#include "common/Hex.h"
 #include "common/Log.h"
-#include "common/Utils.h"
+#include "common/Strings.h"
 #include "interface/NorvaSIU.h"
 #include "manager/Global.h"
 
 namespace {
-
-std::unique_ptr<char[]> copyText(const char* text) {
-    size_t n = std::strlen(text) + 1;
-    std::unique_ptr<char[]> copy(new char[n]);
-    std::memcpy(copy.get(), text, n);
-    return copy;
-}
 
 template <typename Node>
 Node* appendTail(std::unique_ptr<Node>& head, std::unique_ptr<Node> node) {

@@ -5,9 +5,9 @@
 
 #include "common/Log.h"
 #include "device/BLDeviceZT.h"
+#include "device/CommandRecords.h"
 #include "device/LLDeviceZT.h"
 #include "device/SensorBoardConfiguration.h"
-#include "interface/SIUGlobal.h"
 
 namespace {
 

@@ -1,8 +1,9 @@
 #pragma once
-// Fixed name tables of the sensor board's logical items. A row's index in its
-// table is the item's index everywhere: in the capability bit masks, in the
-// 64-entry status arrays and in the mapping records. The names are also the
-// last part of the item's INI section ("<service>.<name>").
+// Fixed name tables of the sensor board's logical items, built from
+// ItemNames.def. A row's index in its table is the item's index everywhere:
+// in the capability bit masks, in the 64-entry status arrays and in the
+// mapping records. The names are also the last part of the item's INI section
+// ("<service>.<name>").
 
 #include <cstdint>
 
@@ -31,11 +32,17 @@ struct st_sensors_strings {
 // of them can be configured.
 extern const st_sensors_strings sensors_strings[SENSOR_TYPE_COUNT];
 
-constexpr unsigned int INDICATOR_COUNT = 17;
+constexpr unsigned int INDICATOR_COUNT = 0
+#define SIU_INDICATOR_ITEM(name) +1
+#include "device/ItemNames.def"
+    ;
 extern const char indicator_str[INDICATOR_COUNT][SENSOR_NAME_SIZE];
 
 // Rows are the values of NORVA_SIU_SETPORTS.
-constexpr unsigned int PORT_COUNT = 2;
+constexpr unsigned int PORT_COUNT = 0
+#define SIU_PORT_ITEM(name) +1
+#include "device/ItemNames.def"
+    ;
 extern const char ports_str[PORT_COUNT][SENSOR_NAME_SIZE];
 
 // Command that clears the latched flag at a reply position: "Z" and the

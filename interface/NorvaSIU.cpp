@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "interface/SIUGlobal.h"
+#include "device/CommandRecords.h"
 #include "manager/Manager.h"
 
 namespace {

@@ -59,3 +59,6 @@ int CommBase::GetPinOut(unsigned char*) {
 int CommBase::SetSpeed(int) {
     return ERR_CBI_UNSUPPORTED;
 }
+int CommBase::LineLost() {
+    return ERR_CBI_UNSUPPORTED;
+}

@@ -42,4 +42,7 @@ public:
     // 32 DCD.
     virtual int GetPinOut(unsigned char* pins);
     virtual int SetSpeed(int baud);
+    // 1 when the line itself has gone (unplugged, far end hung up), 0 while
+    // it is there. Read and Write results do not always tell.
+    virtual int LineLost();
 };

@@ -74,3 +74,7 @@ int CommUart::GetPinOut(unsigned char* pins) {
 int CommUart::SetSpeed(int baud) {
     return uart_set_speed(uart_hl_st, baud);
 }
+
+int CommUart::LineLost() {
+    return uart_line_lost(uart_hl_st);
+}

@@ -31,6 +31,7 @@ public:
     // 0, -EIO or -EINVAL as the termios layer gives them, not ERR_SER_ codes.
     // The line comes back raw 8N at the new rate.
     int SetSpeed(int baud) override;
+    int LineLost() override;
 
 private:
     void* uart_hl_st;  // termios-layer handle; null while closed

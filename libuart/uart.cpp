@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <termios.h>
@@ -12,10 +13,13 @@
 #include <cstring>
 #include <new>
 
+#include "common/UniqueHandles.h"
+
 struct uart_s {
     int uart_fd;             // negative when the device could not be opened
     uart_config_s* config;   // the caller's record, read on every send and receive
     struct termios tio_bkp;  // the line as found at open, restored at close
+    int lost_errno;          // the last error of a read or write that meant the line went away
 };
 
 namespace {
@@ -39,25 +43,11 @@ bool isOpen(const uart_s* port) {
     return port != nullptr && port->uart_fd >= 0;
 }
 
-// Closes a descriptor on scope exit unless it was handed over.
-class FdGuard {
-public:
-    explicit FdGuard(int fd) : fd_(fd) {}
-    ~FdGuard() {
-        if (fd_ >= 0) close(fd_);
-    }
-    FdGuard(const FdGuard&) = delete;
-    FdGuard& operator=(const FdGuard&) = delete;
-    int get() const { return fd_; }
-    int release() {
-        int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
-
-private:
-    int fd_;
-};
+// Errors after which the descriptor will not carry bytes again: the device
+// was unplugged or the far end of a pseudo-terminal closed.
+void noteLineError(uart_s* port, int err) {
+    if (err == EIO || err == ENXIO || err == ENODEV) port->lost_errno = err;
+}
 
 bool speedOf(int baud, speed_t* speed) {
     static const struct {
@@ -148,9 +138,10 @@ int uart_init(void** handle, uart_config_s* cfg) {
     // From here the handle belongs to the caller, even when the open fails.
     *handle = port;
 
-    // O_NOCTTY is left out on purpose: the open flags are part of the port's
-    // established behaviour.
-    FdGuard fd(open(cfg->device, O_RDWR | O_NONBLOCK));
+    // No O_NOCTTY: a session leader without a controlling terminal that opens
+    // the line takes it as its controlling terminal, and a hang-up of the line
+    // then sends it SIGHUP.
+    UniqueFd fd(open(cfg->device, O_RDWR | O_NONBLOCK));
     if (fd.get() < 0) {
         int err = errno;
         fprintf(stderr, "Erro [%d] abrindo %s\n", err, cfg->device);
@@ -202,7 +193,7 @@ int uart_set_config(int fd, int baud, int data_bits, int stop_bits, int parity, 
     int result = rawLineAt(fd, baud, &tio);
     if (result != 0) return result;
 
-    tio.c_cflag &= ~(PARENB | PARODD);
+    tio.c_cflag &= ~(PARENB | PARODD | CMSPAR);
     tio.c_iflag &= ~INPCK;
     switch (parity) {
         case PARITY_NONE:
@@ -215,7 +206,16 @@ int uart_set_config(int fd, int baud, int data_bits, int stop_bits, int parity, 
             tio.c_cflag |= PARENB;
             tio.c_iflag |= INPCK | ISTRIP;
             break;
-        default:  // mark and space included: the line set-up does not offer them
+        // Stick parity: the parity bit is always 1 (mark) or always 0 (space).
+        case PARITY_MARK:
+            tio.c_cflag |= PARENB | CMSPAR | PARODD;
+            tio.c_iflag |= INPCK | ISTRIP;
+            break;
+        case PARITY_SPACE:
+            tio.c_cflag |= PARENB | CMSPAR;
+            tio.c_iflag |= INPCK | ISTRIP;
+            break;
+        default:
             return -EINVAL;
     }
 
@@ -291,6 +291,7 @@ int uart_send_data(void* handle, const unsigned char* buf, size_t len) {
         if (written > 0) {
             done += static_cast<size_t>(written);
         } else if (written < 0 && errno != EAGAIN) {
+            noteLineError(port, errno);
             perror("uart send write");
             return -1;
         }
@@ -312,10 +313,21 @@ int uart_recv_data(void* handle, unsigned char* buf, size_t len) {
     if (ready == 0) return 0;
     ssize_t got = read(port->uart_fd, buf, len > INT_MAX ? INT_MAX : len);
     if (got >= 0) return static_cast<int>(got);
+    noteLineError(port, errno);
     // Inverted on purpose: a hard read error reads as "nothing arrived", which
     // the link protocol turns into its own time-out and retry, while a wake-up
     // with nothing to read is reported as a failure.
     return errno == EAGAIN ? -1 : 0;
+}
+
+int uart_line_lost(void* handle) {
+    uart_s* port = portOf(handle);
+    if (!isOpen(port)) return 0;
+    if (port->lost_errno != 0) return 1;
+    // Asking for no event still reports a hang-up or an error, without
+    // waiting and without touching the input.
+    pollfd p{port->uart_fd, 0, 0};
+    return poll(&p, 1, 0) == 1 && (p.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0 ? 1 : 0;
 }
 
 int uart_flush(void* handle, int in, int out) {

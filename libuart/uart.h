@@ -17,8 +17,8 @@ enum parity_e : int {
     PARITY_NONE = 0,
     PARITY_ODD = 1,
     PARITY_EVEN = 2,
-    PARITY_MARK = 3,   // declared for the configuration; refused by the line set-up
-    PARITY_SPACE = 4,  // likewise
+    PARITY_MARK = 3,   // stick parity: the bit always 1
+    PARITY_SPACE = 4,  // stick parity: the bit always 0
 };
 
 enum flow_control_e : int {
@@ -68,6 +68,11 @@ int uart_recv_data(void* handle, unsigned char* buf, size_t len);
 // queues discarded; 0, -EIO (settings could not be read or applied) or
 // -EINVAL (a value outside what the line supports).
 int uart_set_config(int fd, int baud, int data_bits, int stop_bits, int parity, int flow_control);
+// 1 when the line has gone away (the far end hung up, or a send or receive
+// met an I/O error that the results above do not tell apart), else 0; never
+// waits. The results of send and receive stay as documented.
+int uart_line_lost(void* handle);
+
 // Discards the receive (in) and/or transmit (out) queue; 0, -1 when neither
 // is asked for, -EIO when the line refuses.
 int uart_flush(void* handle, int in, int out);

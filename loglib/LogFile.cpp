@@ -22,15 +22,6 @@ bool exists(const std::string& path) {
 
 }  // namespace
 
-UniqueFd::~UniqueFd() {
-    reset();
-}
-
-void UniqueFd::reset(int newFd) {
-    if (fd >= 0) close(fd);
-    fd = newFd;
-}
-
 LogFile::LogFile(std::string prefix, int maxDays, long long maxSize)
     : filePrefix(std::move(prefix)), maxDayCount(maxDays), maxBytes(maxSize) {}
 

@@ -4,22 +4,10 @@
 
 #include <string>
 
+#include "common/UniqueHandles.h"
 #include "loglib/LogFiles.h"
 
 namespace loglib {
-
-class UniqueFd {
-public:
-    explicit UniqueFd(int owned = -1) : fd(owned) {}
-    ~UniqueFd();
-    UniqueFd(const UniqueFd&) = delete;
-    UniqueFd& operator=(const UniqueFd&) = delete;
-    void reset(int newFd = -1);
-    int get() const { return fd; }
-
-private:
-    int fd;
-};
 
 class LogFile {
 public:

@@ -4,8 +4,9 @@
 #include <new>
 
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "device/BLDeviceZT.h"
-#include "interface/SIUGlobal.h"
+#include "device/CommandRecords.h"
 
 namespace {
 

@@ -7,10 +7,13 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "common/Log.h"
 #include "common/LogDll.h"
-#include "interface/SIUGlobal.h"
+#include "common/Paths.h"
+#include "device/CommandRecords.h"
 #include "manager/BLClient.h"
 #include "manager/Global.h"
 
@@ -267,6 +270,8 @@ int Manager::openAttempt(STRUCT_SERVICE* req, int slotIdx) {
         log.reset(new Log());
         int logResult = log->setConfiguration(cfg.get());
         if (logResult != ERR_LOG_DISABLED) require(logResult, "Failed in initialize log");
+        // The log dies before the configuration on every path out of here.
+        cfg->reportTo(log.get());
         logBanner(log.get(), req->service, customer);
 
         if (!isNorva(customer)) require(ERR_MGR_CLIENT_NOT_FOUND, "Failed in create a NEWOBJECT");

@@ -11,7 +11,7 @@
 
 #include <memory>
 
-#include "common/Utils.h"
+#include "common/Semaphores.h"
 
 class BLClientNORVA;
 class Configuration;

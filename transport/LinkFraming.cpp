@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "common/Utils.h"
+#include "common/Checksum.h"
 #include "manager/Global.h"
 #include "transport/TransportProtocol.h"
 

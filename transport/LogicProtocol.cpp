@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "manager/ConstructParams.h"
+#include "common/ConstructParams.h"
 #include "manager/Global.h"
 
 namespace {

@@ -1,13 +1,14 @@
-// Sharing one serial device among processes: a named semaphore per device
-// serialises the exchanges, and a System V shared-memory slot records the pid
-// of the process inside an exchange, so that a semaphore left locked by a
-// process that died can be replaced at the next open.
+// Sharing one serial device among processes: a process lock named after the
+// device serialises the exchanges and survives a holder that dies inside one;
+// a System V shared-memory slot keyed by the working directory also shows the
+// pid of the process inside an exchange, for whoever reads it.
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -17,31 +18,39 @@
 #include "manager/Global.h"
 #include "transport/TransportProtocol.h"
 
+namespace {
+
+// The pause the point-to-point exchange keeps when none is configured.
+const uint64_t kDefaultIntervalMs = 500;
+// The largest frame either way, and the most bits a character takes on the
+// line (start, 8 data, parity, 2 stop).
+const uint64_t kLongestFrameBytes = 1000;
+const uint64_t kBitsPerCharacter = 12;
+
+}  // namespace
+
 void TransportProtocol::ShmDetach::operator()(int* slot) const {
     if (slot != nullptr) shmdt(slot);
 }
 
 int TransportProtocol::createSem() {
     if (!isMultipleApplication) {
-        // A single application always starts from a fresh semaphore, whatever
+        // A single application always starts from a fresh lock, whatever
         // another process left behind under the same name.
-        int rc = UnlinkNamedSem(semName);
+        int rc = ProcessLock::discard(semName);
         logPrintf(DBG, "TransportProtocol::createSem", "UnlinkNamedSem(%s) = %d", semName, rc);
     }
-    if (CreateNamedSem(semName, &semPort) != SUCCESS) return -1;
+    if (portLock.open(semName) != SUCCESS) return -1;
+    semPort = portLock.semaphore();
     int* slot = nullptr;
     if (getSharedMemory(&slot) != 0) return -1;
     semPid.reset(slot);
 
+    // A pid left in the slot by a process that died inside an exchange is
+    // cleared. Its turn is taken over by the lock itself, at the first wait,
+    // and the semaphore stays the one every waiter sleeps on.
     int holder = *slot;
-    if (holder == 0 || verifyPid(holder)) return 0;
-
-    // The holder died inside an exchange and left the semaphore taken.
-    if (UnlinkNamedSem(semName) != SUCCESS) return -1;
-    if (DestroyNamedSem(semName, &semPort) != SUCCESS) return -1;
-    semPort = nullptr;
-    if (CreateNamedSem(semName, &semPort) != SUCCESS) return -1;
-    *slot = 0;
+    if (holder != 0 && !verifyPid(holder)) *slot = 0;
     return 0;
 }
 
@@ -70,30 +79,49 @@ int TransportProtocol::getSharedMemory(int** slot) {
 }
 
 int TransportProtocol::verifyPid(int pid) {
-    if (pid <= 0) return 0;
-    char command[64];
-    std::snprintf(command, sizeof command, "ps -o pid= -p %d", pid);
-    struct PipeCloser {
-        void operator()(FILE* f) const { pclose(f); }
-    };
-    std::unique_ptr<FILE, PipeCloser> pipe(popen(command, "r"));
-    if (pipe == nullptr) return 0;
-    char* line = nullptr;
-    size_t capacity = 0;
-    bool alive = getline(&line, &capacity, pipe.get()) > 0;
-    std::free(line);
-    return alive ? 1 : 0;
+    return ProcessLock::isRunning(pid) ? 1 : 0;
+}
+
+// The longest a live process may keep the port in one turn: the pause before
+// its command, a longest frame each way on the wire, ten receive time-outs of
+// waiting for the board, and a second for the RS-485 exchange's write budget.
+// A waiter allows two such turns, as one more process may be queued ahead.
+unsigned int TransportProtocol::portWaitBudgetMs() const {
+    uint64_t interval = bIntervalSetted ? intervalBetweenCommands : kDefaultIntervalMs;
+    uint64_t baud = uart_config.baud_rate > 0 ? static_cast<uint64_t>(uart_config.baud_rate) : 1;
+    uint64_t wire = 2 * kLongestFrameBytes * kBitsPerCharacter * 1000 / baud;
+    uint64_t rx = uart_config.rx_timeout > 0 ? static_cast<uint64_t>(uart_config.rx_timeout) : 50;
+    uint64_t turn = interval + wire + 10 * rx + 1000;
+    uint64_t budget = 2 * turn;
+    return budget > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(budget);
 }
 
 int TransportProtocol::lockSem(sem_t* sem) {
-    int rc = LockNamedSem(sem);
-    if (semPid != nullptr) *semPid = static_cast<int>(getpid());
+    static const char kCaller[] = "TransportProtocol::lockSem";
+    if (sem == nullptr || sem != portLock.semaphore()) return ERR_SEM_INVALID;
+    ProcessLock::Wait wait;
+    const unsigned int budget = portWaitBudgetMs();
+    int rc = portLock.acquire(budget, &wait);
+    if (rc == ERR_SEM_TIMEOUT) {
+        logPrintf(ERR, kCaller, "ERR_SEM_TIMEOUT: port [%s] held by process %d for over %u ms",
+                  semName, static_cast<int>(wait.heldBy), budget);
+        return rc;
+    }
+    if (wait.tookOverFrom > 0) {
+        logPrintf(WRN, kCaller, "Port [%s] taken over from process %d, which died holding it",
+                  semName, static_cast<int>(wait.tookOverFrom));
+    } else if (wait.tookOverFrom < 0) {
+        logPrintf(WRN, kCaller, "Port [%s] taken over from a process that died taking it",
+                  semName);
+    }
+    if (rc == SUCCESS && semPid != nullptr) *semPid = static_cast<int>(getpid());
     return rc;
 }
 
 int TransportProtocol::releaseSem(sem_t* sem) {
+    if (sem == nullptr || sem != portLock.semaphore()) return ERR_SEM_INVALID;
     if (semPid != nullptr) *semPid = 0;
-    return ReleaseNamedSem(sem);
+    return portLock.release();
 }
 
 bool TransportProtocol::errorExistsInListToRetry(int code) {

@@ -1,5 +1,11 @@
 #include "transport/TransportProtocol.h"
 
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -8,9 +14,11 @@
 #include <stdexcept>
 
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "common/Log.h"
+#include "common/Paths.h"
+#include "common/Strings.h"
 #include "libuart/comm_uart.h"
-#include "manager/ConstructParams.h"
 #include "manager/Global.h"
 
 namespace {
@@ -52,6 +60,25 @@ const Word kFlowControls[] = {{"NONE", FLOW_CONTROL_NONE},
                               {"DTR_DSR", FLOW_CONTROL_DTR_DSR},
                               {"DTR_DSR_ENABLE", FLOW_CONTROL_DTR_DSR_ENABLE},
                               {"XON_XOFF", FLOW_CONTROL_XON_XOFF}};
+
+// Ranges of the numeric settings, checked on the value as read (decimal,
+// trailing text ignored, the receive time-out's floor applied). A rate, data
+// size or stop count inside its range that the driver cannot set still fails
+// the open in the driver.
+struct Range {
+    long low;
+    long high;
+};
+const long kLongestTimeoutMs = 60000;
+const Range kBaudRates{150, 921600};
+const Range kDataBits{5, 8};
+const Range kStopBits{1, 2};
+const Range kRxTimeouts{1, kLongestTimeoutMs};
+// 0 or less waits the driver's 50 ms.
+const Range kTxTimeouts{INT_MIN, kLongestTimeoutMs};
+// Carried in the line record and used by nothing: they only have to fit.
+const Range kCarried{INT_MIN, INT_MAX};
+const unsigned long kLongestIntervalMs = 60000;
 
 // Thrown inside getSerialConfig when a mandatory key is missing; carries the
 // key word for the log line and the configuration's code.
@@ -107,6 +134,7 @@ void TransportProtocol::initFields() {
     iUSBIdentified = 0;
     protocol = nullptr;
     isOpened = false;
+    lineLost = false;
 }
 
 void TransportProtocol::readSettings() {
@@ -119,6 +147,12 @@ void TransportProtocol::readSettings() {
     unsigned long interval = 0;
     bIntervalSetted =
         cfg != nullptr && cfg->getDeviceConfig(DEVICEINTERVALBETWEENCOMMANDS, &interval) == SUCCESS;
+    // "-1" reads as the largest unsigned value: a pause of ages inside the
+    // port lock, refused like any other pause past a minute.
+    if (bIntervalSetted && interval > kLongestIntervalMs) {
+        refuseSetting(DEVICEINTERVALBETWEENCOMMANDS, 0, kLongestIntervalMs);
+        interval = 0;
+    }
     intervalBetweenCommands = bIntervalSetted ? interval : 0;
 
     text = nullptr;
@@ -147,6 +181,19 @@ void TransportProtocol::readSettings() {
         if (lastError != SUCCESS) throw std::runtime_error("Error in getSerialConfig");
     }
     lstErrorListToRetry.clear();
+}
+
+void TransportProtocol::refuseSetting(enum_iniKeys key, long long low, long long high) {
+    char name[50] = "";
+    char* text = nullptr;
+    if (cfg != nullptr) {
+        cfg->getValueIniKeys(key, name);
+        cfg->getDeviceConfig(key, &text);
+    }
+    logPrintf(ERR, "TransportProtocol::readSettings",
+              "ERR_CFG_INVALID_VALUE: %s = %s is outside %lld..%lld", name,
+              text != nullptr ? text : "", low, high);
+    settingsError = ERR_CFG_INVALID_VALUE;
 }
 
 void TransportProtocol::logPrintf(int level, const char* caller, const char* fmt, ...) {
@@ -180,16 +227,26 @@ int TransportProtocol::getSerialConfig(uart_config_s* config) {
         }
         return value;
     };
-    // A number; below 1 it becomes floorValue when that is given.
-    auto number = [&](enum_iniKeys key, const char* word, int* value, int floorValue = 0) {
-        int rc = cfg == nullptr ? ERR_CFG_NOT_DEFINED : cfg->getDeviceConfig(key, value);
+    // A number within its range (else refused, and 0 kept); below 1 it
+    // becomes floorValue when that is given.
+    auto inRange = [&](enum_iniKeys key, const char* word, long read, Range range, int* value) {
+        logPrintf(INF, kCaller, "%s = %ld", word, read);
+        bool fits = read >= range.low && read <= range.high;
+        if (!fits) refuseSetting(key, range.low, range.high);
+        *value = fits ? static_cast<int>(read) : 0;
+    };
+    auto number = [&](enum_iniKeys key, const char* word, Range range, int* value,
+                      int floorValue = 0) {
+        long read = 0;
+        int rc = cfg == nullptr ? ERR_CFG_NOT_DEFINED : cfg->getDeviceConfig(key, &read);
         if (rc != SUCCESS) throw MissingKey{word, rc};
-        if (*value < 1 && floorValue > 0) *value = floorValue;
-        logPrintf(INF, kCaller, "%s = %d", word, *value);
+        if (read < 1 && floorValue > 0) read = floorValue;
+        inRange(key, word, read, range, value);
     };
     auto optionalNumber = [&](enum_iniKeys key, const char* word, int* value) {
-        if (cfg == nullptr || cfg->getDeviceConfig(key, value) != SUCCESS) *value = 0;
-        logPrintf(INF, kCaller, "%s = %d", word, *value);
+        long read = 0;
+        if (cfg == nullptr || cfg->getDeviceConfig(key, &read) != SUCCESS) read = 0;
+        inRange(key, word, read, kCarried, value);
     };
     // One of the words of a table, or null (logged) when the text is none of them.
     auto choice = [&](enum_iniKeys key, const char* word, const Word* table,
@@ -206,11 +263,11 @@ int TransportProtocol::getSerialConfig(uart_config_s* config) {
     try {
         config->device = text(DEVICEPORT, "DEVICEPORT");
         logPrintf(INF, kCaller, "DEVICEPORT = %s", config->device);
-        number(DEVICEBAUDRATE, "DEVICEBAUDRATE", &config->baud_rate);
-        number(DEVICEDATABITS, "DEVICEDATABITS", &config->data_bits);
-        number(DEVICESTOPBIT, "DEVICESTOPBIT", &config->stop_bits);
-        number(DEVICERXTIMEOUT, "DEVICERXTIMEOUT", &config->rx_timeout, 50);
-        number(DEVICETXTIMEOUT, "DEVICETXTIMEOUT", &config->tx_timeout);
+        number(DEVICEBAUDRATE, "DEVICEBAUDRATE", kBaudRates, &config->baud_rate);
+        number(DEVICEDATABITS, "DEVICEDATABITS", kDataBits, &config->data_bits);
+        number(DEVICESTOPBIT, "DEVICESTOPBIT", kStopBits, &config->stop_bits);
+        number(DEVICERXTIMEOUT, "DEVICERXTIMEOUT", kRxTimeouts, &config->rx_timeout, 50);
+        number(DEVICETXTIMEOUT, "DEVICETXTIMEOUT", kTxTimeouts, &config->tx_timeout);
 
         const Word* parity = choice(DEVICEPARITY, "DEVICEPARITY", kParities, std::size(kParities));
         if (parity == nullptr) return ERR_CFG_INVALID_VALUE;
@@ -245,6 +302,8 @@ int TransportProtocol::openPort() {
     int rc = SUCCESS;
     if (isOpened) {
         logPrintf(INF, kCaller, "Port Allready Open !!!");
+    } else if (settingsError != SUCCESS) {
+        rc = settingsError;  // each value was logged when it was read
     } else {
         semName[0] = '\0';
         if (PhysicalLayer == nullptr) {
@@ -276,6 +335,14 @@ int TransportProtocol::openSerialPort() {
 
     // The semaphore is named after the device with its slashes dropped. The
     // device text is edited in place: the port is never reopened from it.
+    // It is kept first, made absolute, for reopening a line that was lost.
+    portPath.clear();
+    if (uart_config.device != nullptr && uart_config.device[0] != '/') {
+        char cwd[4096];
+        if (getcwd(cwd, sizeof cwd) != nullptr) portPath = std::string(cwd) + "/";
+    }
+    portPath += uart_config.device != nullptr ? uart_config.device : "";
+    lineLost = false;
     removeCharFromString(uart_config.device, '/');
     std::snprintf(semName, sizeof semName, "/%s",
                   uart_config.device != nullptr ? uart_config.device : "");
@@ -320,11 +387,10 @@ int TransportProtocol::destroySem() {
     semPid.reset();
     if (semPort == nullptr) return SUCCESS;
     logPrintf(INF, kCaller, "Destroy \"Named Semaphore\": [%s]", semName);
-    int rc = DestroyNamedSem(semName, &semPort);
-    if (rc != SUCCESS) logPrintf(ERR, kCaller, "ERROR -> \"Named Semaphore\" Not Destryed !!!");
+    portLock.close();
     logPrintf(INF, kCaller, "\"Named Semaphore\" Destroyed !!!");
     semPort = nullptr;
-    return rc;
+    return SUCCESS;
 }
 
 int TransportProtocol::closePort() {
@@ -369,37 +435,82 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (!callByHeritage) {
         if (callProtocol == nullptr) return ERR_SER_INVALID_PROTOCOL;
-        if (comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
+        if (comm == nullptr && !lineLost) return ERR_SER_PORT_NOT_FOUND;
     }
 
-    lockSem(semPort);
+    // Only a live holder that keeps the port stops the call; a transport
+    // without a lock runs unguarded, as it always could.
+    const int locked = lockSem(semPort);
+    if (locked == ERR_SEM_TIMEOUT) return locked;
     unsigned int attempts = retries > 0 ? static_cast<unsigned int>(retries) : 1u;
-    int rc = SUCCESS;
+    int rc = lineLost ? reopenLine() : SUCCESS;
+    if (rc != SUCCESS) attempts = 0;
     for (unsigned int attempt = 0; attempt < attempts; ++attempt) {
         rc = callByHeritage ? callProtocolByHeritage(cmd, send, len, recv, recvLen)
                             : (this->*callProtocol)(cmd, send, len, recv, recvLen);
         if (rc == SUCCESS) break;
+        if (lineGone()) {
+            // No retry can cure it; the next command reopens the line.
+            logPrintf(ERR, kCaller, "Line lost: [%s] !!!", portPath.c_str());
+            lineLost = true;
+            comm.reset();
+            rc = ERR_SER_PORT_NOT_FOUND;
+            break;
+        }
         logPrintf(DBG, kCaller, "Return: [%d]", rc);
         if (!isRetryableLinkError(rc) && !doRetry(rc)) break;
         if (attempt + 1 < attempts) logPrintf(DBG, kCaller, "Retry: [%u]", attempt);
     }
-    releaseSem(semPort);
+    if (locked == SUCCESS) releaseSem(semPort);
     return rc;
+}
+
+bool TransportProtocol::lineGone() const {
+    if (comm != nullptr && comm->LineLost() == 1) return true;
+    // The node gone: an unplugged adapter takes its device node and the
+    // names that lead to it along.
+    struct stat node;
+    return !portPath.empty() && stat(portPath.c_str(), &node) != 0 &&
+           (errno == ENOENT || errno == ENOTDIR);
+}
+
+// Opens the configured path again, resolved anew so that a name that follows
+// the adapter (such as /dev/serial/by-id/...) leads to its new node, with the
+// settings of the first open. Runs under the port semaphore.
+int TransportProtocol::reopenLine() {
+    char resolved[PATH_MAX];
+    if (realpath(portPath.c_str(), resolved) == nullptr) return ERR_SER_PORT_NOT_FOUND;
+    auto port = std::make_unique<CommUart>();
+    // The record's device text was edited at the first open; the port reads
+    // the path only while opening.
+    char* edited = uart_config.device;
+    uart_config.device = resolved;
+    int rc = port->Open(&uart_config);
+    uart_config.device = edited;
+    if (rc != SUCCESS) return ERR_SER_PORT_NOT_FOUND;
+    comm = std::move(port);
+    lineLost = false;
+    logPrintf(INF, "TransportProtocol::sendRecvData", "Line back: [%s] !!!", resolved);
+    return SUCCESS;
+}
+
+int TransportProtocol::getModemLines(unsigned char* pins) {
+    if (comm == nullptr) return ERR_TRP_PORT_NOT_OPENED;
+    return comm->GetPinOut(pins);
 }
 
 int TransportProtocol::flush(int flags) {
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
-    lockSem(semPort);
+    const int locked = lockSem(semPort);
+    if (locked == ERR_SEM_TIMEOUT) return locked;
     int rc = comm->Flush(static_cast<unsigned char>(flags & 0xFF));
     if (rc != SUCCESS) {
-        // The semaphore stays held on this path; callers have always relied on
-        // the failure being returned as it stands.
+        // Returns holding the semaphore (see the header).
         logPrintf(ERR, "TransportProtocol::flush", "Command error: [%d]", rc);
         return rc;
     }
-    releaseSem(semPort);
-    // A successful flush reports ERR_TRP_GENERIC, as it always has.
+    if (locked == SUCCESS) releaseSem(semPort);
     return ERR_TRP_GENERIC;
 }
 
@@ -407,9 +518,10 @@ template <typename Op>
 int TransportProtocol::whileHoldingPort(bool needsPort, Op op) {
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (needsPort && comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
-    lockSem(semPort);
+    const int locked = lockSem(semPort);
+    if (locked == ERR_SEM_TIMEOUT) return locked;
     int rc = op();
-    releaseSem(semPort);
+    if (locked == SUCCESS) releaseSem(semPort);
     return rc;
 }
 

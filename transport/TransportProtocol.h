@@ -7,17 +7,23 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <list>
 #include <memory>
 #include <string>
 
-#include "common/Utils.h"
+#include "common/ProcessLock.h"
+#include "common/Semaphores.h"
 #include "libuart/uart.h"
 
 class CommBase;
 class Configuration;
+enum enum_iniKeys : int32_t;
 class Log;
+namespace linkframing {
+struct Framing;
+}
 
 class TransportProtocol {
 public:
@@ -62,6 +68,10 @@ public:
     int getSerialConfig(uart_config_s* config);
     int openPort();
     int closePort();
+    // Discards the port's queues (low byte of flags: 1 receive, 4 transmit)
+    // under the port's semaphore. Its results are its public contract, which
+    // outside callers of the transport see: ERR_TRP_GENERIC on success, not
+    // SUCCESS; on failure the port's code, with the semaphore left held.
     int flush(int flags);
     int sendData(unsigned char* buf, int len);
     int sendData(void* data);
@@ -73,8 +83,11 @@ public:
     int createSem();
     int getSharedMemory(int** slot);
     int verifyPid(int pid);
+    // lockSem waits at most portWaitBudgetMs() and answers ERR_SEM_TIMEOUT
+    // (logged with the holder's pid) when a live process keeps the port.
     int lockSem(sem_t* sem);
     int releaseSem(sem_t* sem);
+    unsigned int portWaitBudgetMs() const;
     bool errorExistsInListToRetry(int code);
     bool doRetry(int code);
 
@@ -90,13 +103,18 @@ public:
     bool isPortOpened() const { return isOpened; }
     const char* getSemName() const { return semName; }
     const uart_config_s& getUartConfig() const { return uart_config; }
-    // The port object while the port is open, else null. The device's
-    // volume-button watcher reads the modem lines through it.
+    // The port object while the port is open and its line there, else null.
     CommBase* getPort() const { return comm.get(); }
+    // The modem status lines (bits as CommBase::GetPinOut gives them), read
+    // without the port's semaphore: the device's volume-button watcher polls
+    // them between and during exchanges. ERR_TRP_PORT_NOT_OPENED without a
+    // port object.
+    int getModemLines(unsigned char* pins);
 
     // Tick (ms) of the last completed point-to-point command: the pause
-    // between commands is kept across every transport of the process.
-    static uint64_t ullL1_LastCommand;
+    // between commands is kept across every transport of the process, whose
+    // services may run on threads of their own.
+    static std::atomic<uint64_t> ullL1_LastCommand;
 
 protected:
     // A transport over a port that is already open, with no configuration
@@ -118,6 +136,8 @@ protected:
     std::unique_ptr<CommBase> comm;
     Configuration* cfg;
     Log* log;
+    // semPort is portLock's semaphore while the port is open.
+    ProcessLock portLock;
     SEM_NAMED semPort;
     std::unique_ptr<int, ShmDetach> semPid;
     uart_config_s uart_config;
@@ -138,13 +158,28 @@ protected:
     const char* protocol;
     std::list<int> lstErrorListToRetry;
     bool isOpened;
+    // ERR_CFG_INVALID_VALUE when a numeric setting read outside its range:
+    // the open is then refused.
+    int settingsError = 0;
+    // The line went away under an open port: the port object is gone and
+    // the next command opens portPath again.
+    bool lineLost;
+    std::string portPath;
 
 private:
     void initFields();
     void readSettings();
+    // Logs the key, its text and its range, and marks the settings refused.
+    void refuseSetting(enum_iniKeys key, long long low, long long high);
     int openSerialPort();
     int shutPort(const char* caller, bool announce);
     int destroySem();
+    // One framed exchange as the framing describes it.
+    int runExchange(const linkframing::Framing& framing, const unsigned char* send, int len,
+                    unsigned char** recv, int* recvLen);
+    void keepPace(const char* caller);
+    bool lineGone() const;
+    int reopenLine();
     // Runs op under the port semaphore once the port is open.
     template <typename Op>
     int whileHoldingPort(bool needsPort, Op op);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "StandinLog.h"
+#include "common/ProcessLock.h"
 #include "manager/Global.h"
 
 namespace {
@@ -147,15 +148,15 @@ TEST_F(ConfigurationTest, KeepsDeviceValuesReadOnceAndReadsFreeKeysAfresh) {
 }
 
 TEST_F(ConfigurationTest, WaitsForTheFileLockToWriteButSetsUpWithoutIt) {
-    sem_t* sem = sem_open("NorvaSensorBoard.ini", O_CREAT, 0644, 1);
-    ASSERT_NE(SEM_FAILED, sem);
-    ASSERT_EQ(0, sem_wait(sem));
+    ProcessLock held;
+    ASSERT_EQ(SUCCESS, held.open("NorvaSensorBoard.ini"));
+    ASSERT_EQ(SUCCESS, held.acquire(Configuration::kFileLockBudgetMs));
     open();  // a hang here fails by time-out
     auto write =
         std::async(std::launch::async, [this] { return cfg.setConfig(nullptr, "New", "1"); });
     bool waited = write.wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout;
-    sem_post(sem);
-    sem_close(sem);
+    held.release();
     EXPECT_TRUE(waited);
     EXPECT_EQ(SUCCESS, write.get());
 }
+

@@ -11,6 +11,8 @@
 
 #include "StandinLog.h"
 #include "common/Configuration.h"
+#include "common/ProcessLock.h"
+#include "common/Threads.h"
 #include "manager/Global.h"
 
 using Calls = std::vector<siutest::Call>;
@@ -28,7 +30,7 @@ protected:
     }
     void TearDown() override {
         for (const char* suffix : {"", "_Min", "_MaintenanceMode"})
-            sem_unlink((name + suffix).c_str());
+            ProcessLock::discard((name + suffix).c_str());
     }
     // Configures a fresh Log from section [SIU]; what that called goes to
     // `configured`, and the records start empty.
@@ -155,6 +157,18 @@ TEST_F(LogTest, BuildsTheColumnsFromTheInfoTokensAndTheCaller) {
     }
 }
 
+TEST_F(LogTest, RefusesALimitThatDoesNotFitAnIntAndSaysSoInTheLog) {
+    ASSERT_EQ(SUCCESS, configure("LogMaxDayCount=2147483647 days\nLogMaxFileByteSize=-0x10\n"));
+    EXPECT_EQ("2147483647", configured.at(0).at(2));
+    EXPECT_EQ("0", configured.at(0).at(3));
+    EXPECT_EQ(ERR_CFG_INVALID_VALUE, configure("LogMaxFileByteSize=2147483648\n"));
+    EXPECT_EQ("ERR_CFG_INVALID_VALUE: LogMaxFileByteSize = 2147483648 is outside "
+              "-2147483648..2147483647",
+              configured.at(3).at(5));
+    log->addLogBuffer(ERR, "C::f", "x");  // unconfigured: nothing
+    EXPECT_TRUE(lib->calls().empty());
+}
+
 TEST_F(LogTest, StaysSilentWhenLoggingIsOffOrAKeyIsMissing) {
     const std::string at = "LogPath=/logs\n", called = "LogName=" + name + "\n";
     const std::vector<std::pair<std::string, int>> cases = {
@@ -173,16 +187,33 @@ TEST_F(LogTest, StaysSilentWhenLoggingIsOffOrAKeyIsMissing) {
     EXPECT_EQ("/logs/" + name, configured.at(0).at(1));
 }
 
-TEST_F(LogTest, WaitsForTheChannelSemaphoreHeldByAnotherWriter) {
+TEST_F(LogTest, WaitsForAChannelHeldByAnotherWriterAndDropsRecordsPastTheBudget) {
     ASSERT_EQ(SUCCESS, configure(""));
-    sem_t* held = sem_open(name.c_str(), 0);
-    ASSERT_NE(SEM_FAILED, held);
-    ASSERT_EQ(0, sem_wait(held));
+    ProcessLock held;
+    ASSERT_EQ(SUCCESS, held.open(name.c_str()));
+    ASSERT_EQ(SUCCESS, held.acquire(0));
     log->addLogMinBuffer(ERR, "C::f", "other channel");  // not blocked
     auto writer = std::async(std::launch::async, [&] { log->addLogBuffer(ERR, "C::f", "waited"); });
     EXPECT_EQ(std::future_status::timeout, writer.wait_for(std::chrono::milliseconds(100)));
-    sem_post(held);
+    held.release();
     EXPECT_EQ(std::future_status::ready, writer.wait_for(std::chrono::seconds(5)));
-    sem_close(held);
     EXPECT_EQ("waited", lib->calls().at(1).at(5));
+
+    // Kept past the budget: the record is dropped, and the next one at once.
+    ASSERT_EQ(SUCCESS, held.acquire(0));
+    auto start = std::chrono::steady_clock::now();
+    log->addLogBuffer(ERR, "C::f", "lost");
+    auto first = std::chrono::steady_clock::now() - start;
+    log->addLogBuffer_Hex(ERR, "C::f", "lost", kBytes, 2);
+    auto both = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(first, std::chrono::milliseconds(Log::kChannelBudgetMs));
+    EXPECT_LT(both, first + std::chrono::milliseconds(200));
+    EXPECT_EQ(2u, log->droppedRecords());
+    held.release();
+    lib->clear();
+    log->addLogBuffer(ERR, "C::f", "back");
+    ASSERT_EQ(2u, lib->calls().size());
+    EXPECT_EQ("2 records dropped: channel held by process " + std::to_string(getpid()),
+              lib->calls()[0].at(5));
+    EXPECT_EQ("back", lib->calls()[1].at(5));
 }

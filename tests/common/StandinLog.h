@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "common/LogDll.h"
-#include "common/Utils.h"
+#include "common/Paths.h"
 #include "support/TestSupport.h"
 
 namespace siutest {

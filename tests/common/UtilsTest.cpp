@@ -1,4 +1,9 @@
-#include "common/Utils.h"
+#include "common/Checksum.h"
+#include "common/Clock.h"
+#include "common/Hex.h"
+#include "common/Paths.h"
+#include "common/Semaphores.h"
+#include "common/Strings.h"
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+target_link_libraries(${exe_name} PRIVATE siu_common)
 # Capturing stand-ins for the log library, one per set of entry points the
 # binding must cope with. They are kept out of lib/ so that nothing loads them
 # as the real Log.so; the tests link them into a temporary module directory.

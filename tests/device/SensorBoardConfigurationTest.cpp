@@ -12,8 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
-#include "common/Utils.h"
+#include "common/Paths.h"
 #include "interface/NorvaSIU.h"
 #include "manager/Global.h"
 #include "support/TestSupport.h"

@@ -12,9 +12,11 @@
 #include <thread>
 #include <vector>
 
+#include "common/ConstructParams.h"
+#include "common/Threads.h"
 #include "device/BLDeviceZT.h"
+#include "device/CommandRecords.h"
 #include "device/LLDeviceZT.h"
-#include "interface/SIUGlobal.h"
 #include "libuart/comm_base.h"
 #include "support/TestSupport.h"
 
@@ -133,6 +135,18 @@ TEST_F(ZT, RepliesLoseTheirLeadingByteAndAreCutToTheCallersBuffer) {
     ASSERT_EQ(SUCCESS, codec->CmdGetVersion(version));
     EXPECT_STREQ("", version);
     EXPECT_EQ((Sent{"m", "m", "S1", "V", "V", "V"}), link->sent);
+}
+
+TEST_F(ZT, TheMotionTimeIsReadAsACNumberWithItsBasePrefixes) {
+    const std::pair<std::string, unsigned int> cases[] = {
+        {"x450", 450}, {"x0x10", 16}, {"x010", 8}, {"x12ab", 12}, {"x123456789999", 123456789}};
+    for (const auto& [reply, expected] : cases) {
+        link->script = {{SUCCESS, reply}};
+        unsigned int time = 0;
+        EXPECT_EQ(SUCCESS, device.executeCMD(CMD_GET_SENSOR_TIME_ACTIVE_MOVEMENT, &time, nullptr));
+        EXPECT_EQ(expected, time) << reply;
+    }
+    EXPECT_EQ(Sent(5, "m"), link->sent);
 }
 
 TEST_F(ZT, CommandsNeedingTheTablesAnswerLinkNotOpenUntilAnOpenSucceeds) {

@@ -1,6 +1,6 @@
-// The serial port over a pseudo-terminal. test_libuart is linked with --wrap for tcsetattr and
-// ioctl: the spies below keep the settings asked for (a pty is 8 bits without parity whatever it
-// is told) and stand in for the modem lines a pty lacks.
+// The serial port over a pseudo-terminal. test_libuart is linked with --wrap for tcsetattr, ioctl
+// and read: the spies below keep the settings asked for (a pty is 8 bits without parity whatever it
+// is told), stand in for the modem lines a pty lacks and make a read fail as asked.
 
 #include <errno.h>
 #include <stdarg.h>
@@ -27,10 +27,12 @@ using testing::internal::GetCapturedStderr;
 
 extern "C" int __real_tcsetattr(int fd, int action, const termios* tio);
 extern "C" int __real_ioctl(int fd, unsigned long request, ...);
+extern "C" ssize_t __real_read(int fd, void* buf, size_t n);
 
 namespace {
 termios applied{};          // the settings last handed to tcsetattr
 int* modemLines = nullptr;  // while set, TIOCMGET and TIOCMSET use it instead of the device
+int readErrno = 0;          // while set, every read fails with it
 bool operator==(const termios& a, const termios& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
@@ -39,6 +41,11 @@ bool operator==(const termios& a, const termios& b) {
 extern "C" int __wrap_tcsetattr(int fd, int action, const termios* tio) {
     if (tio != nullptr) applied = *tio;
     return __real_tcsetattr(fd, action, tio);
+}
+
+extern "C" ssize_t __wrap_read(int fd, void* buf, size_t n) {
+    if (readErrno != 0) return errno = readErrno, -1;
+    return __real_read(fd, buf, n);
 }
 
 extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
@@ -62,7 +69,9 @@ TEST(LineSetup, MakesARawLineOfTheConfiguredRateSizeParityStopBitsAndFlowControl
         {921600, B921600, 8, PARITY_NONE, 2, FLOW_CONTROL_RTS_CTS, CS8},
         {500000, B500000, 5, PARITY_ODD, 1, 'X', CS5},
         {19200, B19200, 6, PARITY_EVEN, 2, 'S', CS6},
-        {9600, B9600, 8, PARITY_NONE, 1, FLOW_CONTROL_XON_XOFF, CS8}};
+        {9600, B9600, 8, PARITY_NONE, 1, FLOW_CONTROL_XON_XOFF, CS8},
+        {38400, B38400, 8, PARITY_MARK, 1, FLOW_CONTROL_NONE, CS8},
+        {4800, B4800, 7, PARITY_SPACE, 2, FLOW_CONTROL_NONE, CS7}};
     PtyLine pty;
     for (auto [baud, speed, bits, parity, stop, flow, size] : cases) {
         SCOPED_TRACE(testing::Message() << baud << " " << flow);
@@ -72,8 +81,11 @@ TEST(LineSetup, MakesARawLineOfTheConfiguredRateSizeParityStopBitsAndFlowControl
         const termios asked = applied, t = pty.settings();
         port.reset();
         bool parityOn = parity != PARITY_NONE, soft = flow == 'S' || flow == 'X' || flow == 'D';
-        EXPECT_EQ(size | (parityOn ? PARENB : 0u), asked.c_cflag & (CSIZE | PARENB));
-        EXPECT_EQ((parity == PARITY_ODD ? PARODD : 0u) | (stop == 2 ? CSTOPB : 0u) |
+        bool stick = parity == PARITY_MARK || parity == PARITY_SPACE;
+        EXPECT_EQ(size | (parityOn ? PARENB : 0u) | (stick ? CMSPAR : 0u),
+                  asked.c_cflag & (CSIZE | PARENB | CMSPAR));
+        EXPECT_EQ((parity == PARITY_ODD || parity == PARITY_MARK ? PARODD : 0u) |
+                      (stop == 2 ? CSTOPB : 0u) |
                       (flow == FLOW_CONTROL_RTS_CTS ? CRTSCTS : 0u) | CREAD | HUPCL | CLOCAL,
                   t.c_cflag & (PARODD | CSTOPB | CRTSCTS | CREAD | HUPCL | CLOCAL));
         EXPECT_EQ((parityOn ? INPCK | ISTRIP : 0u) | (soft ? IXON | IXOFF : 0u) | IGNBRK,
@@ -90,8 +102,9 @@ TEST(LineSetup, RefusesWhatTheLineCannotTakeAndLeavesItAsFound) {
     const termios before = pty.settings();
     CommUart port;
     for (uart_config_s cfg :
-         {pty.config(110), pty.config(200), pty.config(1000000), pty.config(9600, 8, PARITY_MARK),
-          pty.config(9600, 8, PARITY_SPACE), pty.config(9600, 4), pty.config(9600, 9),
+         {pty.config(110), pty.config(200), pty.config(1000000),
+          pty.config(9600, 8, static_cast<parity_e>(PARITY_SPACE + 1)), pty.config(9600, 4),
+          pty.config(9600, 9),
           pty.config(9600, 8, PARITY_NONE, 0), pty.config(9600, 8, PARITY_NONE, 3)}) {
         CaptureStderr();
         EXPECT_EQ(ERR_SER_OPEN_FAILED, port.Open(&cfg)) << cfg.baud_rate;
@@ -230,6 +243,32 @@ TEST_F(OpenPort, ModemLinesReportEachOnItsBitAndFailWithTheirCodes) {
     siutest::FakePort fake;  // what a port kind does not offer keeps the base port's answer
     EXPECT_EQ(ERR_CBI_UNSUPPORTED, static_cast<CommBase&>(fake).Flush(1));
     EXPECT_EQ(ERR_CBI_UNSUPPORTED, port.SetFlowControl(FLOW_CONTROL_RTS_CTS));
+}
+
+// Inverted on purpose: a hard read error reads as "nothing arrived" and a wake-up with nothing to
+// read as a failure, both without a word on stderr. A hard error or a hang-up tells the line lost.
+TEST_F(OpenPort, ReadsAHardErrorAsNothingAndAnEmptyWakeUpAsAFailureAndTellsALostLine) {
+    pty.send("x");  // wakes every wait
+    ASSERT_TRUE(pty.inputPending());
+    const struct {
+        int err, result, lost;
+    } cases[] = {{EAGAIN, ERR_SER_READ_FAILED, 0}, {EINTR, 0, 0}, {EIO, 0, 1}};
+    for (const auto& c : cases) {
+        CaptureStderr();
+        readErrno = c.err;
+        EXPECT_EQ(c.result, port.Read(buf, 1)) << c.err;
+        readErrno = 0;
+        EXPECT_EQ("", GetCapturedStderr()) << c.err;
+        EXPECT_EQ(c.lost, port.LineLost()) << c.err;
+    }
+    PtyLine other;
+    uart_config_s line = other.config();
+    CommUart hungUp;
+    ASSERT_EQ(SUCCESS, hungUp.Open(&line));
+    EXPECT_EQ(0, hungUp.LineLost());
+    other.closeMaster();
+    EXPECT_EQ(1, hungUp.LineLost());
+    EXPECT_EQ(ERR_CBI_UNSUPPORTED, siutest::FakePort().LineLost());
 }
 
 TEST(PortLifetime, NoDescriptorOutlivesReopeningOrAFailedCloseAndZeroIsNeverClosed) {

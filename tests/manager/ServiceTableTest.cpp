@@ -9,9 +9,10 @@
 class ServiceTable : public siutest::ServiceTest {
 protected:
     // An automatic base AUTO that stands for the numbered services SIU0..SIU9,
-    // whose devices fail to open with the code that opens(name) gives.
+    // whose devices fail to open with the code that opens(name) gives, and a
+    // base SHORT that those names only begin with.
     void automatic(std::function<int(const std::string& service)> opens) {
-        std::string ini = "[AUTO]\nAutomatic=SIU\n";
+        std::string ini = "[AUTO]\nAutomatic=SIU\n[SHORT]\nAutomatic=SI\n";
         for (int i = 0; i < 10; ++i) ini += section("SIU" + std::to_string(i));
         writeIni(ini);
         setAnswer([opens](const std::string& service, int cmd, void*) {
@@ -85,12 +86,15 @@ TEST_F(ServiceTable, RefusesServicesItCannotBuildOrOpenAndLeavesEverySlotFree) {
     EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_Reset(0));
 }
 
-TEST_F(ServiceTable, AutomaticOpensTheFirstNumberedServiceWhoseDeviceAnswersAndOpensItTwice) {
+TEST_F(ServiceTable, AutomaticOpensTheFirstNumberedServiceThatAnswersTwiceAndClosesUnderItsBaseOnly) {
     automatic([](const std::string& s) { return s < "SIU2" ? ERR_SER_TIMEOUT : SUCCESS; });
     int idx = -1;
     ASSERT_EQ(SUCCESS, open("AUTO", &idx));
     EXPECT_EQ(0, idx);
     EXPECT_TRUE(logged("SIU2", "SERVICE:[SIU2]"));
+    // The open name is the base and one digit: a shorter base it begins with
+    // closes nothing.
+    EXPECT_EQ(ERR_CFG_INVALID_SERVICE_NAME, close("SHORT", &idx));
     EXPECT_EQ(SUCCESS, close("AUTO", &idx));
     EXPECT_EQ(-1, idx);
     EXPECT_EQ("SIU0 OPEN, SIU0 CLOSE, SIU1 OPEN, SIU1 CLOSE, SIU2 OPEN, SIU2 OPEN, SIU2 CLOSE",

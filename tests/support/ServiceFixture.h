@@ -15,12 +15,14 @@
 #include <string>
 #include <vector>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/LogDll.h"
-#include "common/Utils.h"
+#include "common/Paths.h"
+#include "common/ProcessLock.h"
 #include "device/BLDevice.h"
+#include "device/CommandRecords.h"
 #include "interface/NorvaSIU.h"
-#include "interface/SIUGlobal.h"
 #include "manager/BLClient.h"
 #include "manager/Manager.h"
 #include "support/TestSupport.h"
@@ -99,6 +101,10 @@ protected:
         }
         createDeviceZT = savedFactory;
         std::memcpy(modulePath, savedModulePath, sizeof savedModulePath);
+        for (const auto& name : logNames) {
+            for (const char* channel : {"", "_Min", "_MaintenanceMode"})
+                ProcessLock::discard((name.second + channel).c_str());
+        }
     }
 
     // A section that opens on the fake device and logs into the temporary

@@ -60,7 +60,8 @@ std::string readWholeFile(const std::string& path) {
 
 #include <cstring>
 
-#include "common/Utils.h"
+#include "common/Clock.h"
+#include "common/Paths.h"
 
 namespace siutest {
 void setModuleDirectory(const std::string& dir) {

@@ -6,6 +6,7 @@
 
 #include <sstream>
 
+#include "common/Clock.h"
 #include "manager/Global.h"
 #include "tests/tools/siusim/SimHarness.h"
 #include "tests/transport/ScriptedPort.h"

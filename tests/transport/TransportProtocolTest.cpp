@@ -53,6 +53,51 @@ TEST_F(Transport, RefusesAMissingSettingOrAWordInTheWrongCaseNamingIt) {
     }
 }
 
+TEST_F(Transport, RefusesTheOpenForANumberOutsideItsRangeNamingItButReadsNumbersAsBefore) {
+    const auto all = keys;
+    const struct {
+        const char *key, *value, *range;
+    } refused[] = {
+        {"DeviceIntervalBetweenCommands", "-1", "0..60000"},  // once a pause of ULONG_MAX ms
+        {"DeviceIntervalBetweenCommands", "99999999999", "0..60000"},
+        {"DeviceRxTimeout", "99999999999", "1..60000"},  // once cut to 1215752191
+        {"DeviceRxTimeout", "86400000", "1..60000"},
+        {"DeviceTxTimeout", "60001", "-2147483648..60000"},
+        {"DeviceBaudrate", "4294976896", "150..921600"},  // once cut to 9600
+        {"DeviceDataBits", "9", "5..8"},
+        {"DeviceStopBit", "0", "1..2"},
+        {"DeviceSendBreakTerm", "2147483648", "-2147483648..2147483647"},
+    };
+    for (const auto& c : refused) {
+        keys = all;
+        keys[c.key] = c.value;
+        auto tp = make();
+        EXPECT_EQ(ERR_CFG_INVALID_VALUE, tp->openPort()) << c.key << " = " << c.value;
+        EXPECT_FALSE(tp->isPortOpened());
+        EXPECT_THAT(logged(), Contains(std::string("ERR_CFG_INVALID_VALUE: ") + c.key + " = " +
+                                       c.value + " is outside " + c.range));
+    }
+    // Trailing text is ignored, "0x" reads as 0 and a receive time-out below 1 as 50.
+    const struct {
+        const char *key, *value;
+        int rxTimeout;
+        uint64_t interval;
+    } accepted[] = {{"DeviceIntervalBetweenCommands", "60000ms", 20, 60000},
+                    {"DeviceRxTimeout", "0x7FFFFFFF", 50, 0},
+                    {"DeviceRxTimeout", "-5", 50, 0},
+                    {"DeviceBaudrate", "921600 baud", 20, 0},
+                    {"DeviceParity", "MARK", 20, 0},
+                    {"DeviceParity", "SPACE", 20, 0}};
+    for (const auto& c : accepted) {
+        keys = all;
+        keys[c.key] = c.value;
+        auto tp = make();
+        EXPECT_EQ(0, tp->openPort()) << c.key << " = " << c.value;
+        EXPECT_EQ(c.rxTimeout, tp->getUartConfig().rx_timeout) << c.value;
+        EXPECT_EQ(c.interval, tp->interval()) << c.value;
+    }
+}
+
 TEST_F(Transport, SharesTheSemaphoreOfAnotherHolderOnlyWhenMultipleApplicationStartsWithY) {
     for (const char* value : {"y", "Yes", "n", "No", ""}) {
         keys["MultipleApplication"] = value;
@@ -186,7 +231,7 @@ TEST_F(PortSharing, TwoProcessesNeverInterleaveTheirExchanges) {
     }
 }
 
-TEST_F(PortSharing, AHolderKilledInAnExchangeBlocksNeitherItsDirectoryNorAnother) {
+TEST_F(PortSharing, AHolderKilledInAnExchangeHandsThePortToWaitersAlreadyBlockedInAnyDirectory) {
     pid_t holder = child([&] {
         auto tp = make(false);
         if (tp->openPort() == 0) tp->lockSem(tp->semaphore());  // as an exchange does
@@ -194,23 +239,60 @@ TEST_F(PortSharing, AHolderKilledInAnExchangeBlocksNeitherItsDirectoryNorAnother
     });
     EXPECT_TRUE(siutest::waitFor([&] { return watch->slot() == holder; }));
 
-    // Another working directory has a slot of its own, but the device's semaphore is the holder's.
+    // Waiters from this directory and from another (whose slot cannot show the holder).
     siutest::TempDir other;
-    EXPECT_EQ(
-        0, result(child([&] {
-            if (chdir(other.path().c_str()) != 0) return 9;
+    auto waiter = [&](const std::string& dir, const char* mark) {
+        return child([&, dir, mark] {
+            if (chdir(dir.c_str()) != 0) return 9;
             auto tp = make(false);
-            return tp->openPort() != 0 ? 10 : tp->slot() != 0 ? 12 : tp->semValue() != 0 ? 13 : 0;
-        })));
+            if (tp->openPort() != 0) return 10;
+            std::ofstream{cwd.file(mark)};
+            return tp->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1);
+        });
+    };
+    pid_t here = waiter(cwd.path(), "a"), there = waiter(other.path(), "b");
+    EXPECT_TRUE(siutest::waitFor([&] { return access("a", F_OK) == 0 && access("b", F_OK) == 0; }));
+    usleep(2 * ProcessLock::kSliceMs * 1000);  // both asleep on the semaphore
+    kill(holder, SIGKILL);
+    EXPECT_EQ(0, result(here));
+    EXPECT_EQ(0, result(there));
+    EXPECT_EQ(-1, result(holder));
     shmctl(shmget(ftok(other.path().c_str(), '/'), sizeof(int), 0), IPC_RMID, nullptr);
+    // Still the one semaphore, given back once.
+    EXPECT_EQ(0, watch->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
+    EXPECT_EQ(1, watch->semValue());
+}
 
+TEST_F(PortSharing, WithoutPsALiveHolderKeepsThePortAndAWaiterGivesUpNamingItAfterTheBudget) {
+    keys["DeviceBaudrate"] = "115200";
+    keys["DeviceIntervalBetweenCommands"] = "0";
+    pid_t holder = child([&] {
+        auto tp = make();
+        if (tp->openPort() == 0) tp->lockSem(tp->semaphore());
+        return pause();
+    });
+    EXPECT_TRUE(siutest::waitFor([&] { return watch->slot() == holder; }));
+    const std::string path = getenv("PATH");
+    setenv("PATH", cwd.path().c_str(), 1);
+    Service other(lib);
+    auto tp = std::make_unique<TestTransport>(&other.params);
+    ASSERT_EQ(0, tp->openPort());
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(holder, tp->slot());
+    const unsigned int budget = tp->portWaitBudgetMs();
+    EXPECT_EQ(2 * (2000 * 12 * 1000 / 115200 + 10 * 20 + 1000), static_cast<int>(budget));
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(ERR_SEM_TIMEOUT, tp->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
+    auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, std::chrono::milliseconds(budget));
+    EXPECT_LT(waited, std::chrono::milliseconds(budget + 1000));
+    EXPECT_THAT(logged(), Contains("ERR_SEM_TIMEOUT: port [" + semName + "] held by process " +
+                                   std::to_string(holder) + " for over " +
+                                   std::to_string(budget) + " ms"));
+    EXPECT_EQ(0, tp->attempts);
     kill(holder, SIGKILL);
     EXPECT_EQ(-1, result(holder));
-    EXPECT_EQ(holder, watch->slot());  // left behind
-    EXPECT_EQ(0, result(child([&] {
-                  auto tp = make(false);
-                  return tp->openPort() != 0 || tp->slot() != 0
-                             ? 10
-                             : tp->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1);
-              })));
+    EXPECT_EQ(0, tp->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
+    EXPECT_THAT(logged(), Contains("Port [" + semName + "] taken over from process " +
+                                   std::to_string(holder) + ", which died holding it"));
 }

@@ -16,11 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "common/Clock.h"
 #include "common/Configuration.h"
+#include "common/ConstructParams.h"
 #include "common/Log.h"
 #include "common/StandinLog.h"
 #include "libuart/PtyLine.h"
-#include "manager/ConstructParams.h"
 #include "manager/Global.h"
 #include "support/TestSupport.h"
 #include "transport/TransportProtocol.h"
@@ -83,7 +84,7 @@ protected:
         ASSERT_TRUE(getcwd(saved, sizeof saved) && chdir(cwd.path().c_str()) == 0);
     }
     void TearDown() override {
-        sem_unlink(semName.c_str());
+        ProcessLock::discard(semName.c_str());
         EXPECT_TRUE(saved[0] == '\0' || chdir(saved) == 0);
         shmctl(shmget(ftok(cwd.path().c_str(), '/'), sizeof(int), 0), IPC_RMID, nullptr);
     }

@@ -1,3 +1,4 @@
+target_link_libraries(${exe_name} PRIVATE siu_transport)
 # The transport's log records are read back through the capturing stand-in of
 # the log library that tests/common builds.
 add_dependencies(${exe_name} log_standin_full)
@@ -6,4 +7,6 @@ target_compile_definitions(${exe_name} PRIVATE
 # The exchanges are also run against the board simulator over a pty.
 add_dependencies(${exe_name} siusim)
 target_compile_definitions(${exe_name} PRIVATE SIUSIM_EXE="$<TARGET_FILE:siusim>")
+# The tests name that harness from the source root.
 target_sources(${exe_name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/tools/siusim/SimHarness.cpp)
+target_include_directories(${exe_name} PRIVATE ${CMAKE_SOURCE_DIR})

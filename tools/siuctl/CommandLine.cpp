@@ -10,6 +10,7 @@ namespace siuctl {
 
 const char kUsage[] =
     "Usage: siuctl [-s SERVICE] [--lib PATH] [-v] COMMAND [ARGS]\n"
+    "       siuctl --help | --version\n"
     "\n"
     "Drives one service of libNorvaSensorBoard.so.1 (a section of its\n"
     "NorvaSensorBoard.ini) through the library's public SIU_ functions.\n"
@@ -23,6 +24,10 @@ const char kUsage[] =
     "                          /Norva/NorvaAPI/, else from the directory it was loaded from.\n"
     "  -v, --verbose           let the library's own console output through (on stderr)\n"
     "  -h, --help              this text\n"
+    "      --version           the product version of siuctl and the library it is built with\n"
+    "\n"
+    "Options, those of a command (--json, --interval) too, may stand before the command or\n"
+    "after it: siuctl --json status and siuctl status --json are the same.\n"
     "\n"
     "Commands:\n"
     "  info                    firmware version and the configured items\n"
@@ -33,12 +38,16 @@ const char kUsage[] =
     "  watch [--interval MS] [--json]\n"
     "                          reads the board every MS ms (default 500) and prints one\n"
     "                          timestamped line per change, and a line when the board stops or\n"
-    "                          starts answering again, until SIGINT (Ctrl-C) or SIGTERM; then\n"
-    "                          closes the service and exits 0. \"watching ...\" on stderr tells\n"
-    "                          that the first reading is done. --json: one object per line,\n"
+    "                          starts answering again (\"line lost\" when the serial line itself\n"
+    "                          is gone, \"line back\" when the board answers on it again),\n"
+    "                          until SIGINT (Ctrl-C) or SIGTERM; then closes the service and\n"
+    "                          exits 0. \"watching ...\" on stderr tells that the first reading\n"
+    "                          is done. --json: one object per line,\n"
     "                          {\"time\":..,\"item\":..,\"state\":..,\"previous\":..},\n"
-    "                          {\"time\":..,\"error\":..,\"code\":..,\"hint\":..} or\n"
-    "                          {\"time\":..,\"board\":\"answering\"}\n"
+    "                          {\"time\":..,\"error\":..,\"code\":..,\"hint\":..},\n"
+    "                          {\"time\":..,\"board\":\"answering\"},\n"
+    "                          {\"time\":..,\"line\":\"lost\",\"error\":..,\"code\":..,\"hint\":..} or\n"
+    "                          {\"time\":..,\"line\":\"back\"}\n"
     "  indicator NAME off|on|blink\n"
     "                          sets an indicator (INDICATOR_LED_GREEN, or just LED_GREEN)\n"
     "  buzzer off|on|blink     sets the buzzer\n"
@@ -59,14 +68,14 @@ const char kUsage[] =
 
 namespace {
 
+// The words of the command line that are not options, in order.
 struct Args {
-    const char* const* argv;
-    int argc;
-    int next;
+    std::vector<std::string> words;
+    std::size_t next = 0;
 
-    bool more() const { return next < argc; }
-    std::string peek() const { return argv[next]; }
-    std::string take() { return argv[next++]; }
+    bool more() const { return next < words.size(); }
+    std::string peek() const { return words[next]; }
+    std::string take() { return words[next++]; }
 };
 
 bool number(const std::string& text, unsigned long lo, unsigned long hi, unsigned& out) {
@@ -78,17 +87,21 @@ bool number(const std::string& text, unsigned long lo, unsigned long hi, unsigne
     return true;
 }
 
+bool numberText(const std::string& text, const char* what, unsigned long lo, unsigned long hi,
+                unsigned& out, std::string& error) {
+    if (number(text, lo, hi, out)) return true;
+    error = std::string(what) + " must be a number from " + std::to_string(lo) + " to " +
+            std::to_string(hi) + ", not '" + text + "'";
+    return false;
+}
+
 bool numberArg(Args& a, const char* what, unsigned long lo, unsigned long hi, unsigned& out,
                std::string& error) {
     if (!a.more()) {
         error = std::string("missing ") + what;
         return false;
     }
-    const std::string text = a.take();
-    if (number(text, lo, hi, out)) return true;
-    error = std::string(what) + " must be a number from " + std::to_string(lo) + " to " +
-            std::to_string(hi) + ", not '" + text + "'";
-    return false;
+    return numberText(a.take(), what, lo, hi, out, error);
 }
 
 // off / on / blink, as the values of NORVA_SIU_INDICATOR_VALUE; ekey knows
@@ -140,17 +153,6 @@ bool commandArgs(const std::string& word, Args& a, Request& r, std::string& erro
         r.command = Command::Info;
     } else if (word == "status" || word == "watch") {
         r.command = word == "status" ? Command::Status : Command::Watch;
-        while (a.more()) {
-            const std::string opt = a.take();
-            if (opt == "--json") {
-                r.json = true;
-            } else if (opt == "--interval" && r.command == Command::Watch) {
-                if (!numberArg(a, "--interval", 10, 3600000, r.intervalMs, error)) return false;
-            } else {
-                error = "unknown option '" + opt + "' of " + word;
-                return false;
-            }
-        }
     } else if (word == "indicator") {
         r.command = Command::Indicator;
         if (!a.more()) {
@@ -194,30 +196,57 @@ bool commandArgs(const std::string& word, Args& a, Request& r, std::string& erro
 }  // namespace
 
 bool parseCommandLine(int argc, const char* const* argv, Request& out, std::string& error) {
-    Args a{argv, argc, 1};
-    while (a.more()) {
-        const std::string opt = a.take();
-        if (opt == "-h" || opt == "--help") {
+    // Options may stand anywhere: before the command, between its words or
+    // after them. Nothing a command takes begins with '-'.
+    Args words;
+    bool intervalGiven = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string opt = argv[i];
+        if (opt.empty() || opt[0] != '-') {
+            words.words.push_back(opt);
+        } else if (opt == "-h" || opt == "--help") {
             out.command = Command::Help;
             return true;
-        }
-        if (opt == "-v" || opt == "--verbose") {
+        } else if (opt == "--version") {
+            out.command = Command::Version;
+            return true;
+        } else if (opt == "-v" || opt == "--verbose") {
             out.verbose = true;
-        } else if (opt == "-s" || opt == "--service" || opt == "--lib") {
-            if (!a.more() || a.peek().empty()) {
+        } else if (opt == "--json") {
+            out.json = true;
+        } else if (opt == "-s" || opt == "--service" || opt == "--lib" || opt == "--interval") {
+            if (i + 1 >= argc || argv[i + 1][0] == '\0') {
                 error = "missing value of " + opt;
                 return false;
             }
-            (opt == "--lib" ? out.library : out.service) = a.take();
-        } else if (!opt.empty() && opt[0] == '-') {
+            const std::string value = argv[++i];
+            if (opt == "--interval") {
+                intervalGiven = true;
+                if (!numberText(value, "--interval", 10, 3600000, out.intervalMs, error))
+                    return false;
+            } else {
+                (opt == "--lib" ? out.library : out.service) = value;
+            }
+        } else {
             error = "unknown option '" + opt + "'";
             return false;
-        } else {
-            return commandArgs(opt, a, out, error);
         }
     }
-    error = "missing command";
-    return false;
+    if (!words.more()) {
+        error = "missing command";
+        return false;
+    }
+    const std::string command = words.take();
+    if (!commandArgs(command, words, out, error)) return false;
+    if (out.json && out.command != Command::Status && out.command != Command::Watch) {
+        error = "--json goes with status or watch, not with " + command;
+        return false;
+    }
+    if (intervalGiven && out.command != Command::Watch) {
+        error = "--interval goes with watch, not with " + command;
+        return false;
+    }
+    return true;
 }
 
 }  // namespace siuctl

@@ -18,6 +18,7 @@ constexpr const char kDefaultService[] = "SIU";
 
 enum class Command {
     Help,
+    Version,
     Info,
     Status,
     Watch,
@@ -49,6 +50,7 @@ extern const char kUsage[];
 
 // False and an explanation for a command line that cannot be carried out;
 // names and ranges are checked here, before anything is loaded or opened.
+// Options may come before, between or after the command's words.
 bool parseCommandLine(int argc, const char* const* argv, Request& out, std::string& error);
 
 }  // namespace siuctl

@@ -1,10 +1,10 @@
 #include "tools/siuctl/Commands.h"
 
+#include "common/IniLocation.h"
 #include "tools/siuctl/ItemNames.h"
 #include "tools/siuctl/ResultCodes.h"
 
 #include <signal.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -84,14 +84,14 @@ struct DeviceInfo {
 class Run {
 public:
     Run(const Request& r, const Library& lib, std::FILE* o)
-        : req(r), siu(lib.siu()), hint{r.service, lib.path(), ""}, out(o) {
-        if (r.command == Command::Indicator) hint.item = indicators().names[r.indicator];
-    }
+        : req(r), siu(lib.siu()), hint{r.service, lib.path(), ""}, out(o) {}
 
     int execute() {
         std::string service = req.service;
         int rc = siu.open(&service[0], &idx);
         if (rc != SIU_SUCCESS) return failed("opening service " + req.service, rc);
+        // A hint names the item only for what the command did to it.
+        if (req.command == Command::Indicator) hint.item = indicators().names[req.indicator];
         const int exitStatus = command();
         rc = siu.close(&service[0], &idx);
         if (rc != SIU_SUCCESS && exitStatus == kExitOk)
@@ -125,6 +125,7 @@ private:
             case Command::PowerCycle:
                 return powerCycle();
             case Command::Help:
+            case Command::Version:
                 break;
         }
         return kExitUsage;
@@ -183,13 +184,11 @@ private:
         DeviceInfo d;
         const int rc = readInfo(d);
         if (rc != SIU_SUCCESS) return failed("reading the device information", rc);
-        std::string dir = hint.library.substr(0, hint.library.rfind('/') + 1);
-        struct stat st {};
-        const char* kFixed = "/Norva/NorvaAPI/NorvaSensorBoard.ini";
-        const std::string ini =
-            stat(kFixed, &st) == 0 && S_ISREG(st.st_mode) ? kFixed : dir + "NorvaSensorBoard.ini";
+        const std::string dir = hint.library.substr(0, hint.library.rfind('/') + 1);
+        char ini[4096];
+        locateIniFile(dir.c_str(), ini, sizeof ini);
         std::fprintf(out, "library:        %s\n", hint.library.c_str());
-        std::fprintf(out, "configuration:  %s\n", ini.c_str());
+        std::fprintf(out, "configuration:  %s\n", ini);
         std::fprintf(out, "service:        %s\n", req.service.c_str());
         std::fprintf(out, "firmware:       %s\n", d.firmware.c_str());
         for (std::size_t g = 0; g < kGroupCount; ++g)
@@ -248,19 +247,31 @@ private:
         StatusArrays last{};
         bool haveBaseline = false;
         int lastError = SIU_SUCCESS;
+        // The serial line itself vanished (adapter unplugged): the library
+        // says so with its own code and opens the line again on a later call.
+        bool lineLost = false;
         do {
             StatusArrays a{};
             const int read = readStatus(a);
             // A stop that came during the exchange may have cut a wait on the
             // line short: that reading is not the board's.
             if (stopSignal != 0) break;
-            if (read != SIU_SUCCESS) {
-                if (read != lastError) boardLine(read);
-                lastError = read;
+            const int previous = lastError;
+            lastError = read;
+            if (read == rc::ERR_SER_PORT_NOT_FOUND) {
+                if (!lineLost) lineLine(read);
+                lineLost = true;
                 continue;
             }
-            if (lastError != SIU_SUCCESS) boardLine(SIU_SUCCESS);
-            lastError = SIU_SUCCESS;
+            if (read != SIU_SUCCESS) {
+                if (read != previous) boardLine(read);
+                continue;
+            }
+            if (lineLost)
+                lineLine(SIU_SUCCESS);
+            else if (previous != SIU_SUCCESS)
+                boardLine(SIU_SUCCESS);
+            lineLost = false;
             if (!haveBaseline) {
                 haveBaseline = true;
                 std::fprintf(stderr, "siuctl: watching %zu items of service %s every %u ms\n",
@@ -293,13 +304,34 @@ private:
         if (req.json && rc == SIU_SUCCESS)
             std::fprintf(out, "{\"time\":\"%s\",\"board\":\"answering\"}\n", t.c_str());
         else if (req.json)
-            std::fprintf(out, "{\"time\":\"%s\",\"error\":%s,\"code\":%d,\"hint\":%s}\n", t.c_str(),
-                         json(codeName(rc)).c_str(), rc, json(codeHint(rc, hint)).c_str());
+            std::fprintf(out, "{\"time\":\"%s\",%s}\n", t.c_str(), jsonError(rc).c_str());
         else if (rc == SIU_SUCCESS)
             std::fprintf(out, "%s  the board answers again\n", t.c_str());
         else
-            std::fprintf(out, "%s  %s: %s\n", t.c_str(), describe(rc).c_str(),
-                         codeHint(rc, hint).c_str());
+            std::fprintf(out, "%s  %s\n", t.c_str(), explain(rc).c_str());
+    }
+
+    // The serial line is gone (rc), or back and the board answers (SUCCESS).
+    void lineLine(int rc) const {
+        const std::string t = now();
+        if (req.json && rc == SIU_SUCCESS)
+            std::fprintf(out, "{\"time\":\"%s\",\"line\":\"back\"}\n", t.c_str());
+        else if (req.json)
+            std::fprintf(out, "{\"time\":\"%s\",\"line\":\"lost\",%s}\n", t.c_str(),
+                         jsonError(rc).c_str());
+        else if (rc == SIU_SUCCESS)
+            std::fprintf(out, "%s  line back\n", t.c_str());
+        else
+            std::fprintf(out, "%s  line lost: %s\n", t.c_str(), explain(rc).c_str());
+    }
+
+    // ERR_SER_TIMEOUT (-40012): board did not answer: ...
+    std::string explain(int rc) const { return describe(rc) + ": " + codeHint(rc, hint); }
+
+    // "error":..,"code":..,"hint":..
+    std::string jsonError(int rc) const {
+        return "\"error\":" + json(codeName(rc)) + ",\"code\":" + std::to_string(rc) +
+               ",\"hint\":" + json(codeHint(rc, hint));
     }
 
     int motion() const {

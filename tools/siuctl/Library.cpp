@@ -34,10 +34,6 @@ void bind(void* handle, const char* name, F& out, std::string& missing) {
 
 }  // namespace
 
-void Library::Closer::operator()(void* h) const {
-    dlclose(h);
-}
-
 bool Library::load(const std::string& where, std::string& error) {
     const std::string file = fileToLoad(where);
     // The library's manager lives as long as the process and is never

@@ -2,6 +2,7 @@
 // libNorvaSensorBoard.so.1 loaded at run time, reached through its exported
 // SIU_ functions only.
 
+#include "common/UniqueHandles.h"
 #include "interface/NorvaSIU.h"
 
 #include <memory>
@@ -41,10 +42,7 @@ public:
     const std::string& path() const { return loadedFrom; }
 
 private:
-    struct Closer {
-        void operator()(void* handle) const;
-    };
-    std::unique_ptr<void, Closer> handle;
+    UniqueLibrary handle;
     SiuFunctions fns;
     std::string loadedFrom;
 };

@@ -1,6 +1,7 @@
 // siuctl: drives one service of libNorvaSensorBoard.so.1 from the command line,
 // for technicians and integrators, through the library's SIU_ functions only.
 
+#include "common/UniqueHandles.h"
 #include "tools/siuctl/CommandLine.h"
 #include "tools/siuctl/Commands.h"
 #include "tools/siuctl/Library.h"
@@ -14,17 +15,12 @@
 
 namespace {
 
-struct FileCloser {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
-
 // The library prints on standard output: each sensor reading (the board
 // command and its reply) and a failure to load Log.so. siuctl's own output
 // must stay clean (status --json is read by programs), so it keeps the
 // original standard output for itself and points descriptor 1, which the
 // library writes to, at /dev/null, or at standard error when asked to show it.
-File takeStandardOutput(bool libraryToStderr) {
+UniqueFile takeStandardOutput(bool libraryToStderr) {
     const int own = dup(STDOUT_FILENO);
     if (own < 0) return nullptr;
     const int sink = libraryToStderr ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
@@ -32,7 +28,7 @@ File takeStandardOutput(bool libraryToStderr) {
         dup2(sink, STDOUT_FILENO);
         close(sink);
     }
-    File f(fdopen(own, "w"));
+    UniqueFile f(fdopen(own, "w"));
     if (!f) {
         close(own);
         return nullptr;
@@ -54,7 +50,11 @@ int run(int argc, char** argv) {
         std::fputs(siuctl::kUsage, stdout);
         return siuctl::kExitOk;
     }
-    File out = takeStandardOutput(request.verbose);
+    if (request.command == siuctl::Command::Version) {
+        std::puts("siuctl " SIU_PRODUCT_VERSION);
+        return siuctl::kExitOk;
+    }
+    UniqueFile out = takeStandardOutput(request.verbose);
     if (!out) {
         std::perror("siuctl: standard output");
         return siuctl::kExitFailed;

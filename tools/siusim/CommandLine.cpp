@@ -6,7 +6,7 @@
 namespace siusim {
 
 const char kUsage[] = R"(Usage:
-  siusim --link PATH [--protocol direto|485] [--board FILE] [--baud B]
+  siusim --link PATH [--protocol P] [--board FILE] [--baud B]
          [--record FILE] [--fault MODE[:COUNT[:MS]]]
   siusim --control PATH COMMAND [ARG...]
   siusim --help
@@ -20,8 +20,9 @@ link of a simulator that died.
 
 Options:
   --link PATH       where to create the link to the device node
-  --protocol P      direto: point-to-point framing (the default);
-                    485: RS-485 framing
+  --protocol P      direto or NorvaDireto: point-to-point framing (the
+                    default); 485, Norva485 or Device65A: RS-485 framing.
+                    The long names are those of DeviceProtocol
   --board FILE      board file: firmware version, get-sensor commands and
                     their replies, latched positions (see README.md)
   --baud B          take as long as a real line at B baud with 10 bits per
@@ -39,6 +40,8 @@ Faults, for the next COUNT answers (default 1):
   garbage   answer stray bytes      noise     stray bytes, then the answer
   stall     stop MS ms (default 100) in the middle of the response frame
   drop      close the line and open a new one; the link follows
+  trickle   the answer one byte every MS ms (default 150), then stray bytes
+            at that pace until the host's next frame
   none      no fault
 
 Control commands:
@@ -94,11 +97,14 @@ bool parseCommandLine(int argc, const char* const* argv, CommandLine& out, std::
         if (arg == "--link") {
             cl.options.link = value;
         } else if (arg == "--protocol") {
-            if (value != "direto" && value != "485") {
-                error = "--protocol takes direto or 485";
+            if (value == "direto" || value == "NorvaDireto") {
+                cl.options.protocol = Protocol::Direct;
+            } else if (value == "485" || value == "Norva485" || value == "Device65A") {
+                cl.options.protocol = Protocol::Rs485;
+            } else {
+                error = "--protocol takes direto (NorvaDireto) or 485 (Norva485, Device65A)";
                 return false;
             }
-            cl.options.protocol = value == "485" ? Protocol::Rs485 : Protocol::Direct;
         } else if (arg == "--board") {
             cl.options.boardFile = value;
         } else if (arg == "--baud") {

@@ -3,7 +3,7 @@
 // one-line text commands and answers each with one line, and the small client
 // that sends one command from a shell.
 
-#include "tools/siusim/UniqueFd.h"
+#include "common/UniqueHandles.h"
 
 #include <poll.h>
 

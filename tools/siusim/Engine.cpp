@@ -11,7 +11,9 @@ void Engine::reset() {
 }
 
 std::vector<Output> Engine::onByte(uint8_t byte, Clock::time_point at) {
-    switch (reader.push(byte)) {
+    const HostEvent event = reader.push(byte);
+    ended = event == HostEvent::Command || event == HostEvent::BadChecksum;
+    switch (event) {
         case HostEvent::Command:
             recorder.add(at, reader.command());
             return answerCommand(reader.command());
@@ -87,7 +89,12 @@ std::vector<Output> Engine::deliver(bool withAck, Bytes frame) {
     Bytes head;
     if (withAck) head.push_back(kAck);
     unsigned stall = 0;
+    unsigned every = 0;
     switch (pending()) {
+        case FaultKind::Trickle:
+            use();
+            every = fault.stallMs;
+            break;
         case FaultKind::Noise:
             use();
             {
@@ -120,6 +127,7 @@ std::vector<Output> Engine::deliver(bool withAck, Bytes frame) {
     // the first half of the frame have gone out.
     const size_t half = stall > 0 ? frame.size() / 2 : frame.size();
     Output first{head};
+    first.everyMs = every;
     first.bytes.insert(first.bytes.end(), frame.begin(), frame.begin() + half);
     std::vector<Output> out;
     if (!first.bytes.empty()) out.push_back(first);

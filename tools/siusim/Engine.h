@@ -14,10 +14,13 @@
 namespace siusim {
 
 // One piece of an answer: wait pauseMs, then send bytes; or drop the line.
+// With everyMs the bytes leave one every everyMs, and stray bytes follow at
+// that pace until the host's next frame has arrived (a trickling board).
 struct Output {
     Bytes bytes;
     unsigned pauseMs = 0;
     bool drop = false;
+    unsigned everyMs = 0;
 };
 
 class Engine {
@@ -25,6 +28,8 @@ public:
     Engine(Protocol p, Board& board, Recorder& recorder);
 
     std::vector<Output> onByte(uint8_t byte, Clock::time_point at);
+    // True when the last byte given to onByte ended a host frame.
+    bool frameEnded() const { return ended; }
     // Forgets a half-received frame and the last response (the line was
     // dropped).
     void reset();
@@ -51,6 +56,7 @@ private:
     Fault fault;
     Bytes lastFrame;  // the last response, resent when an RS-485 host NACKs it
     bool awaitingAck = false;
+    bool ended = false;
 };
 
 }  // namespace siusim

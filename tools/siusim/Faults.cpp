@@ -19,7 +19,12 @@ constexpr Name kNames[] = {
     {"none", FaultKind::None},      {"nack", FaultKind::Nack},     {"no-ack", FaultKind::NoAck},
     {"bad-bcc", FaultKind::BadBcc}, {"silent", FaultKind::Silent}, {"garbage", FaultKind::Garbage},
     {"noise", FaultKind::Noise},    {"stall", FaultKind::Stall},   {"drop", FaultKind::Drop},
+    {"trickle", FaultKind::Trickle},
 };
+
+bool takesTime(FaultKind k) {
+    return k == FaultKind::Stall || k == FaultKind::Trickle;
+}
 
 bool parseCount(const std::string& text, unsigned max, unsigned& out) {
     if (text.empty() || text.size() > 9) return false;
@@ -55,18 +60,20 @@ bool parseFault(const std::vector<std::string>& words, Fault& out, std::string& 
     }
     if (!known) {
         error = "unknown fault '" + words[0] +
-                "' (none, nack, no-ack, bad-bcc, silent, garbage, noise, stall, drop)";
+                "' (none, nack, no-ack, bad-bcc, silent, garbage, noise, stall, drop, "
+                "trickle)";
         return false;
     }
     f.count = f.kind == FaultKind::None ? 0 : 1;
-    f.stallMs = f.kind == FaultKind::Stall ? 100 : 0;
+    f.stallMs = f.kind == FaultKind::Stall ? 100 : f.kind == FaultKind::Trickle ? 150 : 0;
     if (words.size() > 1 && (!parseCount(words[1], 1000000, f.count) || f.count == 0)) {
         error = "bad count '" + words[1] + "'";
         return false;
     }
     if (words.size() > 2 &&
-        (f.kind != FaultKind::Stall || !parseCount(words[2], 600000, f.stallMs))) {
-        error = "bad stall time '" + words[2] + "' (only stall takes one, in ms)";
+        (!takesTime(f.kind) || !parseCount(words[2], 600000, f.stallMs) ||
+         (f.kind == FaultKind::Trickle && f.stallMs == 0))) {
+        error = "bad time '" + words[2] + "' (only stall and trickle take one, in ms)";
         return false;
     }
     if (f.kind == FaultKind::None) f.count = 0;
@@ -80,7 +87,7 @@ std::string describeFault(const Fault& f) {
         if (n.kind == f.kind) name = n.text;
     if (f.kind == FaultKind::None || f.count == 0) return "none";
     std::string text = name + " " + std::to_string(f.count);
-    if (f.kind == FaultKind::Stall) text += " " + std::to_string(f.stallMs);
+    if (takesTime(f.kind)) text += " " + std::to_string(f.stallMs);
     return text;
 }
 

@@ -2,7 +2,7 @@
 // The pseudo-terminal that stands in for the serial line, and the symbolic
 // link through which the host finds its device node.
 
-#include "tools/siusim/UniqueFd.h"
+#include "common/UniqueHandles.h"
 
 #include <string>
 

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "common/UniqueHandles.h"
+
 namespace siusim {
 
 using Clock = std::chrono::steady_clock;
@@ -32,11 +34,8 @@ public:
     static std::string escape(const std::string& command);
 
 private:
-    struct FileCloser {
-        void operator()(FILE* f) const { std::fclose(f); }
-    };
     std::vector<Received> kept;
-    std::unique_ptr<FILE, FileCloser> file;
+    UniqueFile file;
 };
 
 }  // namespace siusim

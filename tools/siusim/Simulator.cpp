@@ -143,7 +143,9 @@ void Simulator::actOnArrived(Clock::time_point now) {
     while (!arriving.empty() && arriving.front().at <= now) {
         const Timed t = arriving.front();
         arriving.pop_front();
-        schedule(engine.onByte(t.byte, t.at), t.at);
+        const std::vector<Output> outs = engine.onByte(t.byte, t.at);
+        if (engine.frameEnded()) stopTrickle(t.at);
+        schedule(outs, t.at);
     }
 }
 
@@ -153,10 +155,12 @@ void Simulator::schedule(const std::vector<Output>& outs, Clock::time_point from
     for (const Output& o : outs) {
         t += std::chrono::milliseconds(o.pauseMs);
         if (o.drop) leaving.push_back({t, 0, true});
+        const bool trickled = o.everyMs > 0;
         for (uint8_t b : o.bytes) {
-            t += byteTime;
-            leaving.push_back({t, b, false});
+            t += trickled ? std::chrono::milliseconds(o.everyMs) : byteTime;
+            leaving.push_back({t, b, false, trickled});
         }
+        if (trickled) trickleMs = o.everyMs;
     }
     lastLeaving = t;
 }
@@ -174,6 +178,19 @@ void Simulator::sendDue(Clock::time_point now) {
         if (w < static_cast<ssize_t>(n)) return;
     }
     if (!leaving.empty() && leaving.front().drop && leaving.front().at <= now) dropLine();
+    if (leaving.empty() && trickleMs > 0) {
+        const std::vector<unsigned char> stray = garbageBytes();
+        lastLeaving = std::max(lastLeaving, now) + std::chrono::milliseconds(trickleMs);
+        leaving.push_back({lastLeaving, stray[strayIndex++ % stray.size()], false, true});
+    }
+}
+
+void Simulator::stopTrickle(Clock::time_point now) {
+    if (trickleMs == 0) return;
+    // The trickled bytes are always the last ones queued.
+    while (!leaving.empty() && leaving.back().trickled) leaving.pop_back();
+    lastLeaving = leaving.empty() ? now : leaving.back().at;
+    trickleMs = 0;
 }
 
 void Simulator::dropLine() {
@@ -192,6 +209,7 @@ void Simulator::dropLine() {
     leaving.clear();
     engine.reset();
     writeBlocked = false;
+    trickleMs = 0;
     lastArrival = lastLeaving = Clock::now();
     std::printf("siusim: line dropped, %s -> %s\n", opts.link.c_str(), pty.devicePath().c_str());
     std::fflush(stdout);

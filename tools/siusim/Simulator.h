@@ -25,6 +25,7 @@ private:
         Clock::time_point at;
         uint8_t byte = 0;
         bool drop = false;
+        bool trickled = false;  // dropped once the host's next frame arrives
     };
 
     bool setUp();
@@ -34,6 +35,7 @@ private:
     void schedule(const std::vector<Output>& outs, Clock::time_point from);
     void sendDue(Clock::time_point now);
     void dropLine();
+    void stopTrickle(Clock::time_point now);
     int pollTimeoutMs(Clock::time_point now) const;
     std::string control(const std::string& line);
 
@@ -53,6 +55,9 @@ private:
     Clock::time_point lastArrival;
     Clock::time_point lastLeaving;
     bool writeBlocked = false;
+    // While a trickle lasts: the pace of the stray bytes, and the next one.
+    unsigned trickleMs = 0;
+    size_t strayIndex = 0;
     bool quit = false;
 };
 

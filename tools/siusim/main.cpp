@@ -14,7 +14,8 @@ int main(int argc, char** argv) {
         siusim::CommandLine cl;
         std::string error;
         if (!siusim::parseCommandLine(argc, argv, cl, error)) {
-            std::fprintf(stderr, "siusim: %s\n\n%s", error.c_str(), siusim::kUsage);
+            std::fprintf(stderr, "siusim: %s\nsiusim: hint: siusim --help describes the options\n",
+                         error.c_str());
             return 2;
         }
         if (cl.mode == siusim::CommandLine::Mode::Help) {

@@ -3,6 +3,8 @@
 // its outputs) and what comes back into the caller's variables.
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
 
 #include <cstring>
 #include <memory>
@@ -10,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "common/Configuration.h"
+#include "common/ProcessLock.h"
 #include "support/ServiceFixture.h"
 #include "tools/siusim/SimHarness.h"
 
@@ -50,7 +54,8 @@ protected:
 
     // Writes the service "SIU" on the simulator's line with extra keys and
     // sections, and opens it; the open's commands are taken off the record.
-    void openService(const std::string& keys = "", const std::string& sections = sensorSections) {
+    void openService(const std::string& keys = "", const std::string& sections = sensorSections,
+                     int expected = SUCCESS) {
         std::string protocol = GetParam() == Wire::Direct ? "NorvaDireto" : "Norva485";
         writeIni(section("SIU", "DevicePort=" + sim->link() + "\nDeviceProtocol=" + protocol +
                                     "\nDeviceBaudrate=9600\nDeviceParity=NONE\nDeviceDataBits=8\n"
@@ -58,7 +63,7 @@ protected:
                                     "DeviceFlowControl=NONE\nDeviceIntervalBetweenCommands=0\n" +
                                     keys) +
                  sections);
-        ASSERT_EQ(SUCCESS, open("SIU", &idx));
+        ASSERT_EQ(expected, open("SIU", &idx));
         opening = received();
     }
 
@@ -221,6 +226,35 @@ TEST_P(EndToEnd, NumberOfLedsOutsideZeroToTwentyMeansSixAndNoSensorsMeansNotImpl
     EXPECT_EQ(ERR_CMD_NOT_IMPLEMENTED, status());
     EXPECT_EQ("", states());
     EXPECT_EQ(Commands{}, received());
+}
+
+TEST_P(EndToEnd, OpensPastAWriterKilledInsideAConfigurationWriteButNotWithANumberOutOfRange) {
+    openService("DeviceSendBreakTerm=2147483648\n", sensorSections, ERR_CFG_INVALID_VALUE);
+    EXPECT_TRUE(logged("SIU", "ERR_CFG_INVALID_VALUE: DeviceSendBreakTerm = 2147483648 is "
+                              "outside -2147483648..2147483647"));
+    openService();
+    ASSERT_EQ(SUCCESS, close("SIU", &idx));
+    const std::string written = siutest::readWholeFile(dir.file("NorvaSensorBoard.ini"));
+
+    // Killed at a random moment of a loop of writes, until it dies holding the file's lock.
+    ProcessLock lock;
+    ASSERT_EQ(SUCCESS, lock.open("NorvaSensorBoard.ini"));
+    pid_t writer = -1;
+    for (int tries = 0; tries < 50 && lock.holder() != writer; ++tries) {
+        writer = fork();
+        if (writer == 0) {
+            Configuration cfg;
+            cfg.setService("SIU");
+            cfg.setPathIniFile();
+            for (int i = 0;; ++i) cfg.setConfig("Count", "n", std::to_string(i).c_str());
+        }
+        siutest::waitFor([&] { return lock.holder() == writer; });
+        kill(writer, SIGKILL);
+        waitpid(writer, nullptr, 0);
+    }
+    ASSERT_EQ(writer, lock.holder());
+    EXPECT_EQ(SUCCESS, open("SIU", &idx));
+    EXPECT_EQ(0u, siutest::readWholeFile(dir.file("NorvaSensorBoard.ini")).find(written));
 }
 
 TEST_P(EndToEnd, NullPointersAreRefusedWithoutSending) {

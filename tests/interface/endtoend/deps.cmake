@@ -1,3 +1,4 @@
+target_link_libraries(${exe_name} PRIVATE siu_interface)
 # The services log through the real Log.so and talk to the real simulator,
 # started and controlled through the simulator tests' harness.
 add_dependencies(${exe_name} Log siusim)

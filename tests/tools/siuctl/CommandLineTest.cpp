@@ -8,11 +8,14 @@
 
 using namespace ctltest;
 
-TEST(SiuctlCommandLine, HelpDocumentsEveryCommandAndExitsZero) {
+TEST(SiuctlCommandLine, HelpDocumentsEveryCommandAndVersionNamesTheProductBothExitingZero) {
+    const Result version = run({SIUCTL_EXE, "status", "--version"});
+    EXPECT_EQ(0, version.status);
+    EXPECT_EQ("siuctl " SIU_PRODUCT_VERSION "\n", version.out);
     const Result r = run({SIUCTL_EXE, "--help"});
     EXPECT_EQ(0, r.status);
     for (const char* text :
-         {"-s, --service SERVICE", "--lib PATH", "LD_LIBRARY_PATH", "\n  info ", "status [--json]",
+         {"-s, --service SERVICE", "--version", "--lib PATH", "LD_LIBRARY_PATH", "\n  info ", "status [--json]",
           "watch [--interval MS] [--json]", "indicator NAME off|on|blink", "buzzer off|on|blink",
           "ekey on|off", "motion [MS]", "\n  reset ", "reset-sensors NAME...", "power-cycle OFF ON",
           "Exit status: 0"})
@@ -35,13 +38,16 @@ TEST(SiuctlCommandLine, RefusesWrongOnesWithTwoAndTakesNamesInAnyCaseWithOrWitho
         {{"reset-sensors", "SENSOR_HEAT", "SENSOR_DC_POWER"},
          2,
          "'SENSOR_DC_POWER' cannot be reset: the library resets only the first seven items"},
-        {{"status", "--interval", "100"}, 2, "unknown option '--interval' of status"},
+        {{"--interval", "100", "status"}, 2, "--interval goes with watch, not with status"},
+        {{"--json", "info"}, 2, "--json goes with status or watch, not with info"},
+        {{"status", "--bogus"}, 2, "unknown option '--bogus'"},
         {{"watch", "--interval", "9"}, 2, "--interval must be a number from 10 to 3600000"},
         {{"reset", "now"}, 2, "unexpected 'now' after reset"},
         {{"indicator", "norva_siu_indicator_led_green", "ON"}, 3, loading},
         {{"indicator", "Led_Red", "blink"}, 3, loading},
         {{"reset-sensors", "sensor_heat", "NORVA_SIU_DOOR_SAFE_BOX", "lock_rear_sup"}, 3, loading},
         {{"-s", "OTHER", "watch", "--json", "--interval", "3600000"}, 3, loading},
+        {{"--json", "--interval", "10", "watch", "-s", "OTHER"}, 3, loading},
         {{"power-cycle", "999", "99999"}, 3, loading},
         {{"--lib", LOGSO_PATH, "info"}, 3, loading + LOGSO_PATH + " exports no SIU_ function"},
     };

@@ -79,18 +79,22 @@ TEST(SiuctlInfo, ShowsTheLibraryFoundThroughLdLibraryPathTheFirmwareAndTheConfig
     EXPECT_FALSE(std::regex_search(r.out, std::regex("Auxiliary|.{101}"))) << r.out;
 }
 
-TEST(SiuctlWatch, ShowsADoorOpenedAndTheBoardFallingSilentUntilSigintClosesTheService) {
+TEST(SiuctlWatch, ShowsADoorOpenedTheBoardFallingSilentAndTheLineLostUntilSigintClosesIt) {
     const std::string json = R"(\{"time":")" + kTime + R"(",)";
     const std::pair<Args, std::string> modes[] = {
         // options, the lines as a regular expression
         {{},
          kTime + "  DOOR_SAFE_BOX {17}  CLOSED -> OPENED\n" + kTime +
              R"(  ERR_SER_TIMEOUT \(-40012\): board did not answer: .*\n)" + kTime +
-             "  the board answers again\n"},
+             "  the board answers again\n" + kTime +
+             R"(  line lost: ERR_SER_PORT_NOT_FOUND \(-40010\): the serial line is gone .*\n)" +
+             kTime + "  line back\n"},
         {{"--json"},
          json + R"("item":"DOOR_SAFE_BOX","state":"OPENED","previous":"CLOSED"\}\n)" + json +
              R"("error":"ERR_SER_TIMEOUT","code":-40012,"hint":"board did not answer: [^"]*"\}\n)" +
-             json + R"("board":"answering"\}\n)"},
+             json + R"("board":"answering"\}\n)" + json +
+             R"("line":"lost","error":"ERR_SER_PORT_NOT_FOUND","code":-40010,"hint":"[^"]*"\}\n)" +
+             json + R"("line":"back"\}\n)"},
     };
     for (const auto& [options, lines] : modes) {
         Bench b;
@@ -107,6 +111,10 @@ TEST(SiuctlWatch, ShowsADoorOpenedAndTheBoardFallingSilentUntilSigintClosesTheSe
         ASSERT_TRUE(shows("out", "\n"));
         b.sim({"fault", "silent", "2"});
         ASSERT_TRUE(shows("out", "answers again|answering"));
+        // the simulator closes its end and serves a new one behind the same
+        // link, as an adapter unplugged and plugged back
+        b.sim({"fault", "drop"});
+        ASSERT_TRUE(shows("out", "line back|\"back\"")) << read("out");
         watch.signal(SIGINT);
         EXPECT_EQ(0, watch.wait(10s));
         EXPECT_TRUE(std::regex_match(read("out"), std::regex(lines))) << read("out");

@@ -5,4 +5,5 @@ target_compile_definitions(${exe_name} PRIVATE
   SIUCTL_EXE="$<TARGET_FILE:siuctl>"
   SIUSIM_EXE="$<TARGET_FILE:siusim>"
   SIU_LIBRARY="$<TARGET_FILE:NorvaSensorBoard>"
-  LOGSO_PATH="$<TARGET_FILE:Log>")
+  LOGSO_PATH="$<TARGET_FILE:Log>"
+  SIU_PRODUCT_VERSION="${SIU_PRODUCT_VERSION}")

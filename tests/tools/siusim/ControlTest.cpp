@@ -74,11 +74,28 @@ TEST(CommandLine, RefusesWhatItCannotRunWithTheExitStatusAndAMessage) {
         EXPECT_EQ(c.status, status) << c.words << ": " << out;
         EXPECT_NE(std::string::npos, out.find(c.output)) << c.words << ": " << out;
     }
-    for (const char* bad :
-         {"", "--protocol rs232", "--baud 0", "--bogus 1", "--fault stall:1:x", "--link"})
-        EXPECT_EQ(2, runSiusim(bad[0] ? "--link " + line + " " + bad : "").first) << bad;
+    // A usage error is one line and a pointer to --help, not the whole usage.
+    for (const char* bad : {"", "--protocol rs232", "--protocol norva485", "--baud 0", "--bogus 1",
+                            "--fault stall:1:x", "--link"}) {
+        const auto [status, out] = runSiusim(bad[0] ? "--link " + line + " " + bad : "");
+        EXPECT_EQ(2, status) << bad;
+        EXPECT_THAT(out, ::testing::MatchesRegex("siusim: [^\n]+\nsiusim: hint: siusim --help "
+                                                 "describes the options\n"))
+            << bad;
+    }
     EXPECT_EQ("mine", siutest::readWholeFile(mine));
     EXPECT_EQ("OK 0F", running.control("get-reply S"));
+}
+
+TEST(CommandLine, TakesTheProtocolNamesOfTheConfigurationToo) {
+    // The harness speaks wire and names it as direto or 485; the name given
+    // after that decides what the simulator speaks.
+    const std::pair<const char*, Wire> names[] = {
+        {"NorvaDireto", Wire::Direct}, {"Norva485", Wire::Rs485}, {"Device65A", Wire::Rs485}};
+    for (const auto& [name, wire] : names) {
+        Sim sim(wire, {"--protocol", name});
+        sim.expectReply("V", "VSIUSIM 1.0");
+    }
 }
 
 TEST(Lifecycle, QuitAndSignalsRemoveTheLinkAndSocketAndAStaleLinkIsReplaced) {

@@ -118,6 +118,21 @@ TEST_P(Line, FaultsChangeTheNextAnswerAndCarryTheCommandOutOrNot) {
     }
 }
 
+TEST_P(Line, TrickleSendsTheAnswerAByteAtATimeThenStrayBytesUntilTheHostsNextFrame) {
+    const Bytes good = boardAnswer(GetParam(), "B");
+    ASSERT_EQ("OK trickle 1 20", sim.control("fault trickle 1 20"));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(hex(good), hex(sim.ask("B1", good.size())));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, good.size() * 20ms);
+    EXPECT_EQ(hex({0x41, 0x7E, 0x55}), hex(sim.receive(3)));
+    // A stray byte may already be on its way when the next frame arrives.
+    const Bytes next = boardAnswer(GetParam(), "B"), got = sim.ask("B0", next.size() + 1);
+    ASSERT_GE(got.size(), next.size());
+    EXPECT_LE(got.size(), next.size() + 1);
+    EXPECT_EQ(hex(next), hex(Bytes(got.end() - next.size(), got.end())));
+    EXPECT_EQ("", hex(sim.receive(1, 100)));
+}
+
 TEST(Faults, DropHangsUpTheLineAndPointsTheLinkAtANewOne) {
     Sim sim;
     const std::string before = sim.control("device");
@@ -138,7 +153,8 @@ TEST(Faults, CanBeGivenAtStartShownAndCleared) {
     const char* replies[] = {nullptr, nullptr, "m300"};
     for (const char* reply : replies) sim.expectReply("m", reply);
     EXPECT_EQ("OK none", sim.control("fault"));
-    for (const char* bad : {"fault explode", "fault nack 0", "fault nack 1 100", "fault stall 1 x"})
+    for (const char* bad : {"fault explode", "fault nack 0", "fault nack 1 100", "fault stall 1 x",
+                            "fault trickle 1 0"})
         EXPECT_EQ("ERR", sim.control(bad).substr(0, 3)) << bad;
     EXPECT_EQ("OK stall 3 100", sim.control("fault stall 3"));
     EXPECT_EQ("OK none", sim.control("fault none"));

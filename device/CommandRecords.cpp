@@ -1,4 +1,4 @@
-#include "interface/SIUGlobal.h"
+#include "device/CommandRecords.h"
 
 namespace {
 

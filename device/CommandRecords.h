@@ -1,13 +1,13 @@
 #pragma once
-// Vocabulary shared by every layer: the command codes on which each layer
-// dispatches, their printable names and the command records that carry a
-// call's arguments down to the device. The value sets (NORVA_SIU_...) are the
-// application's own and come from the public header.
+// Vocabulary of the device and the layers above it: the command codes on
+// which each of them dispatches, their printable names and the command records
+// that carry a call's arguments down to the device. The value sets
+// (NORVA_SIU_...) are the application's own and come from the public header,
+// the one header of the interface folder the device may include.
 
 #include <cstdint>
 
 #include "interface/NorvaSIU.h"
-#include "manager/ConstructParams.h"
 #include "manager/Global.h"
 
 enum enum_commands : int {

@@ -1,0 +1,1 @@
+target_link_libraries(${exe_name} PRIVATE siu_iniparse)

@@ -1,0 +1,138 @@
+// What the line itself does wrong, in both framings: a board that trickles
+// (the exchange's deadline) and a line that goes away under an open service
+// and comes back (simulator killed and started again on the same link, as an
+// adapter unplugged and plugged back looks).
+
+#include <semaphore.h>
+
+#include <atomic>
+#include <thread>
+
+#include "TransportTestSupport.h"
+#include "tests/tools/siusim/SimHarness.h"
+#include "tests/transport/ScriptedPort.h"
+
+using namespace transporttest;
+using simtest::Wire;
+using siutest::LinkUnderTest;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+long msSince(Clock::time_point start) {
+    return static_cast<long>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
+}
+
+}  // namespace
+
+// 100 ms receive time-outs. At 115200 baud 8N1 a work area each way takes
+// 174 ms, so point-to-point allows 174 + 5 x 100 = 674 ms and RS-485, which
+// may go three rounds, 3 x (174 + 11 x 100) = 3822 ms. The board answers the
+// start of a reply, then one byte every 150 ms: never silent long enough for
+// the silence budget, far from the 1000-byte cap.
+TEST(ExchangeDeadline, EndsAReplyThatTricklesAtTheDeadlineInBothFramings) {
+    const struct {
+        bool rs485;
+        const char* opening;
+        size_t frameLen;
+        long deadline;
+    } cases[] = {{false, "\x06\x02", 4, 674}, {true, "\x06\x01", 7, 3822}};
+    for (const auto& c : cases) {
+        siutest::PtyLine pty;
+        LinkUnderTest link(std::make_unique<CommUart>(), 100, 100);
+        ASSERT_EQ(0, link.openSerial(pty.path(), 115200));
+        std::atomic<bool> done{false};
+        std::thread board([&] {
+            if (pty.receive(c.frameLen).size() != c.frameLen) return;
+            pty.send(c.opening);
+            // Silent a second past the deadline, so that an exchange without
+            // one ends by its silence budget instead of holding the test.
+            const auto trickling = Clock::now();
+            while (!done && msSince(trickling) < c.deadline + 1000) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(150));
+                pty.send("x");
+            }
+        });
+        const auto start = Clock::now();
+        EXPECT_EQ(ERR_SER_TIMEOUT, link.exchange(c.rs485, "1")) << c.rs485;
+        const long took = msSince(start);
+        done = true;
+        board.join();
+        EXPECT_GE(took, c.deadline - 250) << c.rs485;
+        EXPECT_LE(took, c.deadline + 300) << c.rs485;
+    }
+}
+
+// The other side: at 9600 baud a reply of 201 data bytes (the command letter
+// and 200 digits) takes about 210 ms on the wire, and a pause in its middle
+// within the silence budget (three empty reads point-to-point, seven on
+// RS-485, with room for a loaded machine) still leaves it legal.
+TEST(ExchangeDeadline, LetsASlowButLegalReplyAt9600BaudThrough) {
+    const std::string digits(200, '7');
+    for (Wire wire : {Wire::Direct, Wire::Rs485}) {
+        const bool rs485 = wire == Wire::Rs485;
+        simtest::Sim board(wire, {"--baud", "9600"});
+        ASSERT_EQ("OK", board.control("set-reply 1 " + digits));
+        ASSERT_EQ("OK",
+                  board.control(rs485 ? "fault stall 1 700" : "fault stall 1 300").substr(0, 2));
+        LinkUnderTest link(std::make_unique<CommUart>(), 100, 100);
+        ASSERT_EQ(0, link.openSerial(board.link(), 9600));
+        std::string reply;
+        EXPECT_EQ(0, link.exchange(rs485, "1", &reply)) << rs485;
+        EXPECT_EQ("1" + digits + (rs485 ? std::string(1, '\0') : ""), reply) << rs485;
+    }
+}
+
+TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopensIt) {
+    const std::string line = cwd.file(siutest::uniqueName("line"));
+    std::string lineSem = "/";
+    for (char ch : line) lineSem += ch == '/' ? "" : std::string(1, ch);
+    keys["DevicePort"] = line;
+    keys["DeviceIntervalBetweenCommands"] = "0";
+    keys["DeviceRxTimeout"] = "100";
+    for (Wire wire : {Wire::Direct, Wire::Rs485}) {
+        keys["DeviceProtocol"] = wire == Wire::Direct ? "NorvaDireto" : "Norva485";
+        auto board = std::make_unique<simtest::Sim>(wire, std::vector<std::string>{}, line);
+        ASSERT_EQ("OK", board->control("set-reply 1 2"));
+        auto tp = make();
+        ASSERT_EQ(0, tp->openPort());
+        ASSERT_EQ(0, tp->setCallProtocol());
+        auto command = [&] {
+            unsigned char one[] = {'1'};
+            unsigned char* reply = nullptr;
+            int replyLen = 0;
+            const int rc = tp->sendRecvData(0, one, 1, &reply, &replyLen, 3);
+            delete[] reply;
+            return rc;
+        };
+        EXPECT_EQ(0, command());
+
+        kill(board->pid, SIGKILL);
+        ASSERT_EQ(128 + SIGKILL, simtest::reap(board->pid));
+        board.reset();
+        lib.clear();
+        for (int outage = 0; outage < 2; ++outage) {  // lost, then still away
+            const auto start = Clock::now();
+            EXPECT_EQ(ERR_SER_PORT_NOT_FOUND, command());
+            EXPECT_LT(msSince(start), 400);
+        }
+        board = std::make_unique<simtest::Sim>(wire, std::vector<std::string>{}, line);
+        ASSERT_EQ("OK", board->control("set-reply 1 2"));
+        EXPECT_EQ(0, command());
+        EXPECT_EQ(0, command());
+        // The port's lock is free again and its holder slot clear.
+        EXPECT_EQ(1, tp->semValue());
+        EXPECT_EQ(0, tp->slot());
+
+        int lost = 0, back = 0;
+        for (const std::string& text : logged()) {
+            lost += text == "Line lost: [" + line + "] !!!";
+            back += text.rfind("Line back: [/dev/", 0) == 0;
+        }
+        EXPECT_EQ(1, lost);
+        EXPECT_EQ(1, back);
+        EXPECT_EQ(0, tp->closePort());
+    }
+    sem_unlink(lineSem.c_str());
+}
