@@ -74,8 +74,12 @@ struct Pending {
 template <class Next>
 class Session : public Peer, public std::enable_shared_from_this<Session<Next>> {
 public:
+    // Sessions keep the shared state alive: one still held by a handler when
+    // the server is gone is destroyed with the io_context, and leaves its
+    // endpoint then.
     template <class... Args>
-    Session(Shared& s, Args&&... args) : shared(s), ws(std::forward<Args>(args)...) {}
+    Session(std::shared_ptr<Shared> s, Args&&... args)
+        : keep(std::move(s)), shared(*keep), ws(std::forward<Args>(args)...) {}
     ~Session() override { leave(); }
 
     void run() {
@@ -264,6 +268,7 @@ private:
         complete(c, {"success", "", state});
     }
 
+    std::shared_ptr<Shared> keep;
     Shared& shared;
     websocket::stream<Next> ws;
     beast::flat_buffer buffer;
@@ -280,7 +285,9 @@ private:
 
 struct Server::Impl {
     Impl(net::io_context& io, const Config& c, const siuctl::SiuFunctions& s)
-        : shared{io, c, c.tls() ? "wss" : "ws", {}, {}}, siu(s), acceptor(io) {}
+        : shared(std::make_shared<Shared>(Shared{io, c, c.tls() ? "wss" : "ws", {}, {}})),
+          siu(s),
+          acceptor(io) {}
 
     void acceptNext() {
         acceptor.async_accept([this](beast::error_code ec, tcp::socket socket) {
@@ -295,7 +302,7 @@ struct Server::Impl {
         });
     }
 
-    Shared shared;
+    std::shared_ptr<Shared> shared;
     const siuctl::SiuFunctions& siu;
     tcp::acceptor acceptor;
     std::optional<ssl::context> tls;
@@ -309,7 +316,7 @@ Server::~Server() {
 }
 
 bool Server::start(std::string& error) {
-    const Config& cfg = impl->shared.cfg;
+    const Config& cfg = impl->shared->cfg;
     beast::error_code ec;
     const net::ip::address address = net::ip::make_address(cfg.address, ec);
     if (ec) return error = "not an address: " + cfg.address, false;
@@ -339,10 +346,10 @@ bool Server::start(std::string& error) {
                            ": " + ec.message(),
                 false;
     for (const ServiceConfig& s : cfg.services) {
-        Endpoint& e = impl->shared.services.emplace_back();
+        Endpoint& e = impl->shared->services.emplace_back();
         e.service = &s;
         e.worker = std::make_unique<Worker>(impl->siu, s, [this, &e](json change) {
-            net::post(impl->shared.ioc, [&e, change = std::move(change)] {
+            net::post(impl->shared->ioc, [&e, change = std::move(change)] {
                 for (Peer* p : e.peers) {
                     const json part = forClient(change, p->registered);
                     if (!part.empty()) p->send(unsolicited("Common.StatusChangedEvent", part));
@@ -358,7 +365,7 @@ bool Server::start(std::string& error) {
 std::string Server::origin() const {
     beast::error_code ec;
     const tcp::endpoint e = impl->acceptor.local_endpoint(ec);
-    return impl->shared.scheme + "://" + e.address().to_string() + ":" + std::to_string(e.port());
+    return impl->shared->scheme + "://" + e.address().to_string() + ":" + std::to_string(e.port());
 }
 
 void Server::shutdown() {
@@ -368,19 +375,19 @@ void Server::shutdown() {
         const std::set<Peer*> peers = e.peers;
         for (Peer* p : peers) p->close(websocket::close_code::going_away);
     };
-    closeAll(impl->shared.publisher);
-    for (Endpoint& e : impl->shared.services) closeAll(e);
+    closeAll(impl->shared->publisher);
+    for (Endpoint& e : impl->shared->services) closeAll(e);
 }
 
 bool Server::idle() const {
-    if (!impl->shared.publisher.peers.empty()) return false;
-    for (const Endpoint& e : impl->shared.services)
+    if (!impl->shared->publisher.peers.empty()) return false;
+    for (const Endpoint& e : impl->shared->services)
         if (!e.peers.empty()) return false;
     return true;
 }
 
 void Server::stopWorkers() {
-    for (Endpoint& e : impl->shared.services)
+    for (Endpoint& e : impl->shared->services)
         if (e.worker) e.worker->stop();
 }
 
