@@ -2,8 +2,9 @@
 #   runtime  the library and Log.so, which it loads from its own directory
 #   dev      the header, the link-time .so, the pkg-config file, the CMake package
 #            and the library's manual page
-#   tools    siuctl, siusim, their manual pages and that of the configuration
-#            file, the bash completion, the examples and the udev rule
+#   tools    siuctl, siusim (and siud where it is built), their manual pages
+#            and that of the configuration file, the bash completion, the
+#            examples and the udev rule
 # Files only a Debian package needs (copyright, changelog, lintian overrides)
 # are EXCLUDE_FROM_ALL: CPack installs them, a plain `cmake --install` does not.
 include(CMakePackageConfigHelpers)

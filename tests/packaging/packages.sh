@@ -34,6 +34,10 @@ has "$(dpkg-deb -I "${deb[runtime]}" triggers)" "^activate-noawait ldconfig\$" "
 
 has "$(field dev Package) $(field dev Section)" "^libnorvasensorboard-dev libdevel\$" "dev package"
 has "$(field dev Depends)" "^libnorvasensorboard1 \(= $version\)\$" "dev Depends"
+# The pkg-config file names the prefix the package installs under, not the
+# build's.
+has "$(dpkg-deb --fsys-tarfile "${deb[dev]}" | tar -xO "./usr/$libdir/pkgconfig/NorvaSensorBoard.pc" | head -n 1)" \
+    "^prefix=/usr\$" "the packaged pkg-config file"
 
 has "$(field tools Package) $(field tools Section)" "^norvasensorboard-tools utils\$" "tools package"
 has "$(field tools Depends)" "^libnorvasensorboard1 \(>= $version\), libc6 " "tools Depends"
