@@ -136,11 +136,11 @@ TEST(SiudEvents, TheBoardFallingSilentIsOfflineOnceAndAnsweringAgainIsOnline) {
     auto c = d.client();
     run(*c, "Common.Status");
     b.sim({"fault", "silent", "100000"});
-    EXPECT_EQ((json{{"common", {{"device", "offline"}}}}), event(*c));
+    EXPECT_EQ((json{{"common", {{"device", "offline"}}}}), event(*c, 5s, "common"));
     EXPECT_EQ((json{{"common", {{"device", "offline"}}}}), run(*c, "Common.Status"));
-    EXPECT_FALSE(event(*c, 500ms)) << "offline is told once";
+    EXPECT_FALSE(event(*c, 500ms, "common")) << "offline is told once";
     b.sim({"fault", "none"});
-    EXPECT_EQ((json{{"common", {{"device", "online"}}}}), event(*c));
+    EXPECT_EQ((json{{"common", {{"device", "online"}}}}), event(*c, 5s, "common"));
 }
 
 TEST(SiudLimits, MalformedMessagesAreAcknowledgedInvalidMessageAndTheClientStaysServed) {
@@ -174,7 +174,8 @@ TEST(SiudLimits, RequestsBeyondTheQueueAndReusedIdsAreRefusedInTheAcknowledge) {
     Bench b;
     Siud d(b, {{"max_requests", "2"}});
     auto c = d.client();
-    // four at once: each status read takes the board some milliseconds
+    // four at once, while the board takes 300 ms over each answer
+    b.sim({"fault", "stall", "4", "300"});
     for (int id : {1, 2, 2, 3}) c->send(Client::command("Common.Status", id));
     std::vector<std::string> acks;
     for (int i = 0; i < 4; ++i) {
