@@ -62,3 +62,6 @@ int CommBase::SetSpeed(int) {
 int CommBase::LineLost() {
     return ERR_CBI_UNSUPPORTED;
 }
+int CommBase::SetSendDeadline(uint64_t) {
+    return ERR_CBI_UNSUPPORTED;
+}

@@ -45,4 +45,7 @@ public:
     // 1 when the line itself has gone (unplugged, far end hung up), 0 while
     // it is there. Read and Write results do not always tell.
     virtual int LineLost();
+    // Writes that follow give up once a wait for the line passes this
+    // deadline, in GetMonotonicTickMs milliseconds; 0 removes it.
+    virtual int SetSendDeadline(uint64_t monotonicMs);
 };

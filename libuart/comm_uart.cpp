@@ -78,3 +78,7 @@ int CommUart::SetSpeed(int baud) {
 int CommUart::LineLost() {
     return uart_line_lost(uart_hl_st);
 }
+
+int CommUart::SetSendDeadline(uint64_t monotonicMs) {
+    return mapFailure(uart_set_send_deadline(uart_hl_st, monotonicMs), ERR_SER_WRITE_FAILED);
+}

@@ -32,6 +32,8 @@ public:
     // The line comes back raw 8N at the new rate.
     int SetSpeed(int baud) override;
     int LineLost() override;
+    // A Write past the deadline fails with ERR_SER_WRITE_FAILED.
+    int SetSendDeadline(uint64_t monotonicMs) override;
 
 private:
     void* uart_hl_st;  // termios-layer handle; null while closed

@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <climits>
@@ -20,12 +21,56 @@ struct uart_s {
     uart_config_s* config;   // the caller's record, read on every send and receive
     struct termios tio_bkp;  // the line as found at open, restored at close
     int lost_errno;          // the last error of a read or write that meant the line went away
+    uint64_t send_deadline;  // CLOCK_MONOTONIC ms after which a send stops waiting; 0 for none
 };
 
 namespace {
 
 // Pace of the select waits when the configuration gives no time-out.
 constexpr int kDefaultWaitMs = 50;
+// Pace of the output-queue polls while a send with a deadline drains.
+constexpr int kDrainPollMs = 5;
+
+uint64_t monotonicMs() {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<uint64_t>(ts.tv_sec) * 1000 + static_cast<uint64_t>(ts.tv_nsec) / 1000000;
+}
+
+bool passed(uint64_t deadline) {
+    return deadline != 0 && monotonicMs() >= deadline;
+}
+
+// The part of a wait of ms that lies before the deadline: all of it without
+// one, none once it has passed (the line is still looked at once).
+int waitBefore(uint64_t deadline, int ms) {
+    if (deadline == 0) return ms;
+    const uint64_t now = monotonicMs();
+    if (now >= deadline) return 0;
+    return deadline - now < static_cast<uint64_t>(ms) ? static_cast<int>(deadline - now) : ms;
+}
+
+int sendGivesUp() {
+    errno = ETIMEDOUT;
+    perror("uart send deadline");
+    return -1;
+}
+
+// Waits until the line has sent everything queued. Without a deadline that is
+// tcdrain, which waits for as long as flow control holds the output back; with
+// one the queue is polled instead, so the wait ends there. 0 or -1.
+int drainBefore(int fd, uint64_t deadline) {
+    if (deadline == 0) {
+        tcdrain(fd);
+        return 0;
+    }
+    for (;;) {
+        int queued = 0;
+        if (ioctl(fd, TIOCOUTQ, &queued) != 0 || queued == 0) return 0;
+        if (passed(deadline)) return -1;
+        poll(nullptr, 0, waitBefore(deadline, kDrainPollMs));
+    }
+}
 
 // Software flow control is switched on by the characters 'S', 'X' and 'D',
 // not by the flow_control_e values: of those only RTS_CTS takes effect, and
@@ -278,15 +323,18 @@ int uart_send_data(void* handle, const unsigned char* buf, size_t len) {
     while (done < len) {
         // Read each time: the caller may change the pace while the port is open.
         int wait = port->config->tx_timeout > 0 ? port->config->tx_timeout : kDefaultWaitMs;
-        int ready = waitReady(port->uart_fd, true, wait);
+        int ready = waitReady(port->uart_fd, true, waitBefore(port->send_deadline, wait));
         if (ready < 0) {
             if (errno == EINTR) continue;
             perror("uart send select");
             return -1;
         }
-        // A wait that timed out only paces the polling: the deadline of an
-        // exchange belongs to the link protocol, so the send goes on waiting.
-        if (ready == 0) continue;
+        // A wait that timed out only paces the polling; what ends the send is
+        // the deadline, when the link protocol gave one.
+        if (ready == 0) {
+            if (passed(port->send_deadline)) return sendGivesUp();
+            continue;
+        }
         ssize_t written = write(port->uart_fd, buf + done, len - done);
         if (written > 0) {
             done += static_cast<size_t>(written);
@@ -296,8 +344,15 @@ int uart_send_data(void* handle, const unsigned char* buf, size_t len) {
             return -1;
         }
     }
-    tcdrain(port->uart_fd);
+    if (drainBefore(port->uart_fd, port->send_deadline) != 0) return sendGivesUp();
     return static_cast<int>(done);
+}
+
+int uart_set_send_deadline(void* handle, uint64_t monotonicMs) {
+    uart_s* port = portOf(handle);
+    if (!isOpen(port)) return -1;
+    port->send_deadline = monotonicMs;
+    return 0;
 }
 
 int uart_recv_data(void* handle, unsigned char* buf, size_t len) {

@@ -12,6 +12,7 @@
 // depend on <termios.h>.
 
 #include <stddef.h>
+#include <stdint.h>
 
 enum parity_e : int {
     PARITY_NONE = 0,
@@ -56,9 +57,17 @@ int uart_deinit(void** handle);
 // the descriptor without restoring the settings and frees the handle.
 void uart_release(void** handle);
 
-// Writes all of buf; the byte count or -1. Waits for writability in steps of
-// tx_timeout ms with no overall deadline: that belongs to the link protocol.
+// Writes all of buf and waits until the line has sent it; the byte count or
+// -1. Waits for writability in steps of tx_timeout ms. Without a send
+// deadline the waits go on for as long as the line holds the output back;
+// with one, the send gives up with -1 once a wait finds the deadline passed,
+// whether the bytes are still to be written or still queued for the line.
 int uart_send_data(void* handle, const unsigned char* buf, size_t len);
+// Deadline for the sends that follow, in CLOCK_MONOTONIC milliseconds (the
+// clock of GetMonotonicTickMs); 0 removes it. The link protocol sets its
+// exchange deadline here, so that flow control held off for good cannot
+// keep a send waiting past it. 0, or -1 without an open port.
+int uart_set_send_deadline(void* handle, uint64_t monotonicMs);
 // One wait of rx_timeout ms and one read of at most len bytes. Returns the
 // count, 0 when nothing arrived, after an interrupted wait, and after a hard
 // read error, and -1 when the line woke up with nothing to read.

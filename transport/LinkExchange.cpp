@@ -205,6 +205,14 @@ int TransportProtocol::runExchange(const Framing& f, const unsigned char* send, 
     const uint64_t passWait = std::max<uint64_t>(
         uart_config.rx_timeout >= 1 ? uart_config.rx_timeout : PORT_DEFAULT_TIMEOUT_MS,
         f.repeatsWrites ? FAILED_WRITE_PAUSE_MS : 0);
+    // The port's writes end at the deadline too, when flow control holds the
+    // line off for good; early enough that the pause after a failed write
+    // still ends by it. Later writes of other callers have none.
+    struct SendDeadline {
+        CommBase& port;
+        ~SendDeadline() { port.SetSendDeadline(0); }
+    } sendDeadline{*comm};
+    comm->SetSendDeadline(began + deadline - (f.repeatsWrites ? FAILED_WRITE_PAUSE_MS : 0));
 
     unsigned char rx[WORK_AREA_SIZE];
     int held = 0;       // bytes kept in rx

@@ -1,11 +1,14 @@
 // What the line itself does wrong, in both framings: a board that trickles
-// (the exchange's deadline) and a line that goes away under an open service
-// and comes back (simulator killed and started again on the same link, as an
-// adapter unplugged and plugged back looks).
+// and a write that flow control holds off (the exchange's deadline), and a
+// line that goes away under an open service and comes back (simulator killed
+// and started again on the same link, as an adapter unplugged and plugged
+// back looks).
 
+#include <poll.h>
 #include <semaphore.h>
 
 #include <atomic>
+#include <future>
 #include <thread>
 
 #include "TransportTestSupport.h"
@@ -83,6 +86,58 @@ TEST(ExchangeDeadline, LetsASlowButLegalReplyAt9600BaudThrough) {
         std::string reply;
         EXPECT_EQ(0, link.exchange(rs485, "1", &reply)) << rs485;
         EXPECT_EQ("1" + digits + (rs485 ? std::string(1, '\0') : ""), reply) << rs485;
+    }
+}
+
+// Software flow control (the letter 'X' switches it on), the board having sent
+// XOFF: the host's line takes no byte, so the command's write waits on it. It
+// ends at the deadline above with the code of a failed write (RS-485 stops
+// writing 100 ms early, for its pause after a failed write), and after XON
+// the next command goes through.
+TEST(ExchangeDeadline, EndsAWriteThatFlowControlHoldsOffAndTheNextCommandGoesOnAfterXon) {
+    const struct {
+        bool rs485;
+        size_t frameLen;
+        long deadline;
+        int code;
+        const char* reply;  // the reply frame to "1", after the ACK
+    } cases[] = {{false, 4, 1674, ERR_SER_TIMEOUT, "\x06\x02K\x03J"},
+                 {true, 7, 4122, ERR_SER_WRITE_FAILED,
+                  "\x06\x01"
+                  "000K\x03y"}};
+    for (const auto& c : cases) {
+        siutest::PtyLine pty;
+        LinkUnderTest link(std::make_unique<CommUart>(), 300, 300);
+        ASSERT_EQ(0, link.openSerial(pty.path(), 115200, 'X'));
+        // Awaited until the line has taken it: the exchange's flush would
+        // discard it from the input before that.
+        auto flowChar = [&](const char* byte, bool writable) {
+            pty.send(byte);
+            return siutest::waitFor([&] {
+                pollfd p{pty.slave, POLLOUT, 0};
+                return poll(&p, 1, 0) == (writable ? 1 : 0);
+            });
+        };
+        ASSERT_TRUE(flowChar("\x13", false)) << "XOFF did not stop the line";
+        const auto start = Clock::now();
+        auto held = std::async(std::launch::async, [&] { return link.exchange(c.rs485, "1"); });
+        // Bounded, so that a write that waits for good fails the test.
+        if (held.wait_for(std::chrono::milliseconds(c.deadline + 1000)) !=
+            std::future_status::ready)
+            ADD_FAILURE() << c.rs485 << ": the write still waits " << msSince(start) << " ms on";
+        const long took = msSince(start);
+        ASSERT_TRUE(flowChar("\x11", true)) << "XON did not start the line";
+        EXPECT_EQ(c.code, held.get()) << c.rs485;
+        EXPECT_GE(took, c.deadline - 50) << c.rs485;
+        EXPECT_LE(took, c.deadline + 300) << c.rs485;
+
+        std::thread board([&] {
+            if (pty.receive(c.frameLen).size() == c.frameLen) pty.send(c.reply);
+        });
+        std::string reply;
+        EXPECT_EQ(0, link.exchange(c.rs485, "1", &reply)) << c.rs485;
+        EXPECT_EQ(c.rs485 ? std::string("K\0", 2) : "K", reply) << c.rs485;
+        board.join();
     }
 }
 

@@ -62,7 +62,8 @@ public:
     }
     void useDefaultInterval() { bIntervalSetted = false; }
     // Opens device 8N1 as the port, which must be an unopened CommUart.
-    int openSerial(const std::string& device, int baud) {
+    int openSerial(const std::string& device, int baud, int flowControl = FLOW_CONTROL_NONE) {
+        uart_config.flow_control = static_cast<flow_control_e>(flowControl);
         devicePath = device;
         uart_config.device = &devicePath[0];
         uart_config.baud_rate = baud;
