@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -15,10 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/LogDll.h"
-#include "common/Paths.h"
 #include "common/ProcessLock.h"
 #include "device/BLDevice.h"
 #include "device/CommandRecords.h"
@@ -73,12 +70,7 @@ private:
 class ServiceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        // Files in the system directory win over the module directory.
-        if (access("/Norva/NorvaAPI/NorvaSensorBoard.ini", F_OK) == 0 ||
-            access("/Norva/NorvaAPI/Log.so", F_OK) == 0) {
-            GTEST_SKIP() << "/Norva/NorvaAPI holds the system's own files";
-        }
-        std::memcpy(savedModulePath, modulePath, sizeof savedModulePath);
+        if (systemFilesPresent()) GTEST_SKIP() << "/Norva/NorvaAPI holds the system's own files";
         std::filesystem::create_symlink(SIU_TEST_LIB_DIR "/Log.so", dir.file("Log.so"));
         setModuleDirectory(dir.path());
         ASSERT_EQ(0, loadLogDll());
@@ -100,7 +92,6 @@ protected:
             }
         }
         createDeviceZT = savedFactory;
-        std::memcpy(modulePath, savedModulePath, sizeof savedModulePath);
         for (const auto& name : logNames) {
             for (const char* channel : {"", "_Min", "_MaintenanceMode"})
                 ProcessLock::discard((name.second + channel).c_str());
@@ -155,11 +146,11 @@ protected:
         return FakeBoard::instance().calls;
     }
 
+    ModulePathGuard guard;
     TempDir dir;
     BLDevice* (*savedFactory)(void*) = nullptr;  // the one the library ships with
 
 private:
-    char savedModulePath[sizeof modulePath];
     std::vector<std::pair<std::string, int>> opened;
     std::map<std::string, std::string> logNames;
 };
