@@ -11,20 +11,7 @@
 
 #include "support/ServiceFixture.h"
 
-class ServiceTable : public siutest::ServiceTest {
-protected:
-    // An automatic base AUTO that stands for the numbered services SIU0..SIU9,
-    // whose devices fail to open with the code that opens(name) gives, and a
-    // base SHORT that those names only begin with.
-    void automatic(std::function<int(const std::string& service)> opens) {
-        std::string ini = "[AUTO]\nAutomatic=SIU\n[SHORT]\nAutomatic=SI\n";
-        for (int i = 0; i < 10; ++i) ini += section("SIU" + std::to_string(i));
-        writeIni(ini);
-        setAnswer([opens](const std::string& service, int cmd, void*) {
-            return cmd == CMD_OPEN ? opens(service) : SUCCESS;
-        });
-    }
-};
+class ServiceTable : public siutest::ServiceTest {};
 
 TEST_F(ServiceTable, CountsOpensAndClosesTheDeviceOnTheLastCloseUnderItsOwnNameOnly) {
     writeIni(section("A") + section("B"));
@@ -91,33 +78,35 @@ TEST_F(ServiceTable, RefusesServicesItCannotBuildOrOpenAndLeavesEverySlotFree) {
     EXPECT_EQ(ERR_MGR_INVALID_INDEX, SIU_Reset(0));
 }
 
-TEST_F(ServiceTable, AutomaticOpensTheFirstNumberedServiceThatAnswersTwiceAndClosesUnderItsBaseOnly) {
-    automatic([](const std::string& s) { return s < "SIU2" ? ERR_SER_TIMEOUT : SUCCESS; });
-    int idx = -1;
+TEST_F(ServiceTable, AutomaticTriesTenNumberedServicesForOneThatAnswersAndClosesUnderItsBaseOnly) {
+    // AUTO stands for SIU0..SIU9; SHORT is a base that those names only begin with.
+    std::string ini = "[AUTO]\nAutomatic=SIU\n[SHORT]\nAutomatic=SI\n", tried;
+    for (int i = 0; i < 10; ++i) {
+        const std::string s = "SIU" + std::to_string(i);
+        ini += section(s);
+        tried += (i ? ", " : "") + s + " OPEN, " + s + " CLOSE";
+    }
+    writeIni(ini);
+    setAnswer([](const std::string& s, int cmd, void*) {
+        return cmd != CMD_OPEN ? SUCCESS : s == "SIU9" ? ERR_SER_NACK : ERR_SER_TIMEOUT;
+    });
+    int idx = 3;
+    EXPECT_EQ(ERR_SER_NACK, open("AUTO", &idx));  // the last error
+    EXPECT_EQ(-1, idx);
+    EXPECT_EQ(tried, calls());
+    setAnswer([](const std::string& s, int cmd, void*) {
+        return cmd == CMD_OPEN && s < "SIU2" ? ERR_SER_TIMEOUT : SUCCESS;
+    });
     ASSERT_EQ(SUCCESS, open("AUTO", &idx));
     EXPECT_EQ(0, idx);
     EXPECT_TRUE(logged("SIU2", "SERVICE:[SIU2]"));
-    // The open name is the base and one digit: a shorter base it begins with
-    // closes nothing.
+    // The open name is the base and one digit: a shorter base it begins with closes nothing.
     EXPECT_EQ(ERR_CFG_INVALID_SERVICE_NAME, close("SHORT", &idx));
     EXPECT_EQ(SUCCESS, close("AUTO", &idx));
     EXPECT_EQ(-1, idx);
-    EXPECT_EQ("SIU0 OPEN, SIU0 CLOSE, SIU1 OPEN, SIU1 CLOSE, SIU2 OPEN, SIU2 OPEN, SIU2 CLOSE",
+    EXPECT_EQ(tried + ", SIU0 OPEN, SIU0 CLOSE, SIU1 OPEN, SIU1 CLOSE, SIU2 OPEN, SIU2 OPEN, " +
+                  "SIU2 CLOSE",
               calls());
-    EXPECT_EQ(0, devicesAlive());
-}
-
-TEST_F(ServiceTable, AutomaticTriesExactlyTenNamesAndReturnsTheLastError) {
-    automatic([](const std::string& s) { return s == "SIU9" ? ERR_SER_NACK : ERR_SER_TIMEOUT; });
-    int idx = 3;
-    EXPECT_EQ(ERR_SER_NACK, open("AUTO", &idx));
-    EXPECT_EQ(-1, idx);
-    std::string expected;
-    for (int i = 0; i < 10; ++i) {
-        std::string s = "SIU" + std::to_string(i);
-        expected += (i ? ", " : "") + s + " OPEN, " + s + " CLOSE";
-    }
-    EXPECT_EQ(expected, calls());
     EXPECT_EQ(0, devicesAlive());
 }
 
