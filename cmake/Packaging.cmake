@@ -60,12 +60,18 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${SIU_TOOLS_PACKAGE})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 # siuctl loads the library at run time, which shlibdeps cannot see.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${SIU_RUNTIME_PACKAGE} (>= ${SIU_DEBIAN_VERSION})")
+set(siu_siud_description "")
+if(TARGET siud)
+  set(siu_siud_description " siud serves the
+board's services as XFS4IoT Auxiliaries and Lights services over WebSocket
+(an example systemd unit is included); siud-client talks to it.")
+endif()
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 "command-line tool and board simulator for the sensor-board driver
 siuctl drives one service of libNorvaSensorBoard from the command line:
 the board's items and their states, indicators, buzzer, motion time, a watch
 of every change. siusim simulates the board on a pseudo-terminal, so that an
-application can be developed and tested without a terminal.
+application can be developed and tested without a terminal.${siu_siud_description}
 .
 This package also holds the manual page of the configuration file, an
 example configuration with the simulator's matching board file, an example

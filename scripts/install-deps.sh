@@ -7,7 +7,8 @@ need=()
 have_pkg() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"; }
 for pkg in g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev zlib1g-dev procps jq \
            clang libclang-rt-14-dev \
-           groff-base man-db bsdextrautils pkgconf dpkg-dev file lintian; do
+           groff-base man-db bsdextrautils pkgconf dpkg-dev file lintian \
+           libboost-dev nlohmann-json3-dev libssl-dev openssl; do
   have_pkg "$pkg" || need+=("$pkg")
 done
 [ ${#need[@]} -eq 0 ] && exit 0

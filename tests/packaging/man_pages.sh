@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The manual pages render without a warning, as lintian and man-db render
 # them, and they do not fall behind the code: every key the library reads is
-# on the configuration file's page, every option and command of siuctl and
-# siusim on theirs.
+# on the configuration file's page, every option and command of siuctl,
+# siusim (and siud with its client, when built) on theirs.
 #   man_pages.sh BUILD_DIR LIBDIR CONFIG SOURCE_DIR
 source "$(dirname "$0")/common.sh"
 source_dir=$1
@@ -42,6 +42,10 @@ help_words() {
 }
 need siuctl.1.gz $(help_words siuctl Commands:)
 need siusim.1.gz $(help_words siusim 'Control commands:')
+if [[ " ${SIU_PACKAGING_WITH:-} " == *" siud "* ]]; then
+  need siud.8.gz $(help_words siud Commands:)
+  need siud-client.1.gz $(help_words siud-client Commands:)
+fi
 
 [ ${#missing[@]} -eq 0 ] || { printf '  %s\n' "${missing[@]}"; fail "pages miss what the code has"; }
 echo "$(ls "$pages"/*.gz | wc -l) pages render cleanly and cover every key, option and command"

@@ -97,7 +97,8 @@ protected:
             ini << "[SIU]\nLogGenerate=YES\nLogName=t\nLogPath=" << cwd.path() << "\n";
             for (const auto& kv : keys) ini << kv.first << "=" << kv.second << "\n";
         }
-        service = std::make_unique<Service>(lib);
+        services.push_back(std::make_unique<Service>(lib));
+        service = services.back().get();
         return std::make_unique<TestTransport>(&service->params);
     }
     // Texts of the records so far, a dump's followed by its bytes.
@@ -122,7 +123,10 @@ protected:
         {"DeviceRxTimeout", "20"},    {"DeviceTxTimeout", "20"},
         {"DeviceParity", "NONE"},     {"DeviceFlowControl", "NONE"},
         {"MultipleApplication", "N"}, {"DeviceProtocol", "NorvaDireto"}};
-    std::unique_ptr<Service> service;
+    // Every service made stays until the test ends: a transport made earlier
+    // (the watcher of PortSharing) still logs through its own when it closes.
+    std::vector<std::unique_ptr<Service>> services;
+    Service* service = nullptr;
 };
 
 // The port shared, opened by this process too, which watches the holder's slot.
