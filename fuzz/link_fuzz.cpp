@@ -24,20 +24,10 @@ void require(bool condition) {
 }
 
 bool isExchangeResult(int rc) {
-    switch (rc) {
-        case 0:
-        case ERR_SER_TIMEOUT:
-        case ERR_SER_ACK:
-        case ERR_SER_NACK:
-        case ERR_SER_STX:
-        case ERR_SER_BCC_WRONG:
-        case ERR_SER_INVALID_SIZE:
-        case ERR_SER_READ_FAILED:
-        case ERR_CMD_NOT_SUPPORTED:
-            return true;
-        default:
-            return false;
-    }
+    for (int known : {0, ERR_SER_TIMEOUT, ERR_SER_ACK, ERR_SER_NACK, ERR_SER_STX, ERR_SER_BCC_WRONG,
+                      ERR_SER_INVALID_SIZE, ERR_SER_READ_FAILED, ERR_CMD_NOT_SUPPORTED})
+        if (rc == known) return true;
+    return false;
 }
 
 void scriptBoard(ScriptedPort& port, const uint8_t* data, size_t size) {

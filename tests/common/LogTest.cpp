@@ -4,6 +4,7 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <future>
 #include <memory>
 #include <string>
@@ -11,6 +12,7 @@
 
 #include "StandinLog.h"
 #include "common/Configuration.h"
+#include "common/LogDll.h"
 #include "common/ProcessLock.h"
 #include "common/Threads.h"
 #include "manager/Global.h"
@@ -24,9 +26,7 @@ const unsigned char kBytes[] = {0x01, 0xab};
 class LogTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (siutest::systemLogLibraryPresent() ||
-            access("/Norva/NorvaAPI/NorvaSensorBoard.ini", F_OK) == 0)
-            GTEST_SKIP() << "files in /Norva/NorvaAPI would be used instead of the test's";
+        if (siutest::systemFilesPresent()) GTEST_SKIP() << "/Norva/NorvaAPI holds system files";
     }
     void TearDown() override {
         for (const char* suffix : {"", "_Min", "_MaintenanceMode"})
@@ -216,4 +216,31 @@ TEST_F(LogTest, WaitsForAChannelHeldByAnotherWriterAndDropsRecordsPastTheBudget)
     EXPECT_EQ("2 records dropped: channel held by process " + std::to_string(getpid()),
               lib->calls()[0].at(5));
     EXPECT_EQ("back", lib->calls()[1].at(5));
+}
+
+TEST(LogLibraryBinding, LoadsNothingWithoutALibraryAndForgetsEntryPointsOnceFreed) {
+    if (siutest::systemFilesPresent()) GTEST_SKIP() << "/Norva/NorvaAPI/Log.so would load";
+    {
+        siutest::StandinLog full(LOG_STANDIN_FULL);
+        ASSERT_TRUE(islogWriteToFile2());
+        EXPECT_EQ(8, logCompressFiles(1));         // the entry point's own result
+        siutest::StandinLog old(LOG_STANDIN_OLD);  // loading again releases the first library
+        EXPECT_FALSE(isCreateLog() || islogWriteToFile2() || islogWriteToFileHex2());
+        logAdd("/p/", "name", 2, "", "", "kept");
+        EXPECT_EQ(Calls({{"add", "/p/", "name", "2", "", "", "kept"}}), old.calls());
+    }
+    EXPECT_EQ(-1, createLog("/p/name", 1, 1, 1));
+    logAdd("/p/", "name", 1, "", "", "x");
+    EXPECT_EQ(0, freeLogDll());
+
+    siutest::ModulePathGuard guard;
+    siutest::TempDir empty;
+    siutest::setModuleDirectory(empty.path());
+    EXPECT_EQ(-1, loadLogDll());
+    modulePath[0] = '\0';
+    EXPECT_EQ(-1, loadLogDll());
+    // A module directory too long for the path buffer is refused, not cut.
+    std::memset(modulePath, 'd', sizeof modulePath - 1);
+    modulePath[0] = modulePath[sizeof modulePath - 2] = '/';
+    EXPECT_EQ(-1, loadLogDll());
 }

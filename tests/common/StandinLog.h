@@ -6,13 +6,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "common/LogDll.h"
-#include "common/Paths.h"
 #include "support/TestSupport.h"
 
 namespace siutest {
@@ -20,12 +18,6 @@ namespace siutest {
 inline bool systemLogLibraryPresent() {
     return access("/Norva/NorvaAPI/Log.so", F_OK) == 0;
 }
-
-struct ModulePathGuard {
-    ModulePathGuard() { std::memcpy(saved, modulePath, sizeof saved); }
-    ~ModulePathGuard() { std::memcpy(modulePath, saved, sizeof saved); }
-    char saved[sizeof modulePath];
-};
 
 typedef std::vector<std::string> Call;  // entry point, then its arguments
 

@@ -4,17 +4,13 @@
 #include "device/SensorBoardConfiguration.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "common/Clock.h"
 #include "common/Configuration.h"
-#include "common/Paths.h"
 #include "interface/NorvaSIU.h"
 #include "manager/Global.h"
 #include "support/TestSupport.h"
@@ -30,12 +26,9 @@ std::string sensor(const std::string& name, int position, const std::string& mor
 class Tables : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (access("/Norva/NorvaAPI/NorvaSensorBoard.ini", F_OK) == 0)
-            GTEST_SKIP() << "/Norva/NorvaAPI holds the system's own INI file";
-        std::memcpy(savedPath, modulePath, sizeof savedPath);
+        if (siutest::systemFilesPresent()) GTEST_SKIP() << "/Norva/NorvaAPI holds system files";
         siutest::setModuleDirectory(dir.path());
     }
-    void TearDown() override { std::memcpy(modulePath, savedPath, sizeof savedPath); }
 
     // The tables of service "SIU" with the given item sections.
     SensorBoardConfiguration& load(const std::string& sections) {
@@ -46,8 +39,8 @@ protected:
         return *tables;
     }
 
+    siutest::ModulePathGuard guard;
     siutest::TempDir dir;
-    char savedPath[sizeof modulePath];
     Configuration cfg;
     std::unique_ptr<SensorBoardConfiguration> tables;
 };

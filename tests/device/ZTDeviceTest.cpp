@@ -159,12 +159,10 @@ TEST_F(ZT, CommandsNeedingTheTablesAnswerLinkNotOpenUntilAnOpenSucceeds) {
     unsigned int a[7][NORVA_SIU_ARRAY_SIZE] = {};
     st_cmd_sensor_status status{a[0], a[1], a[2], a[3], a[4], a[5], a[6]};
     auto expectNoTables = [&] {
-        EXPECT_EQ(ERR_DEV_LINK_NOT_OPEN, device.executeCMD(CMD_GET_DEVICE_INFO, &info, nullptr));
-        EXPECT_EQ(ERR_DEV_LINK_NOT_OPEN, device.executeCMD(CMD_SET_INDICATOR, &indicator, nullptr));
-        EXPECT_EQ(ERR_DEV_LINK_NOT_OPEN,
-                  device.executeCMD(CMD_GET_SENSOR_STATUS, &status, nullptr));
-        EXPECT_EQ(ERR_DEV_LINK_NOT_OPEN,
-                  device.executeCMD(CMD_RESET_SENSOR_STATUS, &status, nullptr));
+        for (auto [cmd, in] : std::initializer_list<std::pair<int, void*>>{
+                 {CMD_GET_DEVICE_INFO, &info}, {CMD_SET_INDICATOR, &indicator},
+                 {CMD_GET_SENSOR_STATUS, &status}, {CMD_RESET_SENSOR_STATUS, &status}})
+            EXPECT_EQ(ERR_DEV_LINK_NOT_OPEN, device.executeCMD(cmd, in, nullptr)) << cmd;
     };
     expectNoTables();
     link->script.push_back({ERR_SER_TIMEOUT, ""});  // the open's reset of the outputs fails

@@ -1,4 +1,8 @@
-# Fails when the dynamic symbol table of LIB defines anything but SIU_ functions.
+# Fails when the dynamic symbol table of LIB defines anything that PATTERN (by
+# default: an SIU_ function) does not match, or other than EXPECTED symbols.
+if(NOT DEFINED PATTERN)
+  set(PATTERN "^SIU_[A-Za-z_]+$")
+endif()
 execute_process(COMMAND nm -D --defined-only ${LIB}
   OUTPUT_VARIABLE out RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
@@ -12,7 +16,7 @@ foreach(line ${lines})
     continue()
   endif()
   string(REGEX REPLACE "^.* " "" sym "${line}")
-  if(sym MATCHES "^SIU_[A-Za-z_]+$")
+  if(sym MATCHES "${PATTERN}")
     math(EXPR count "${count} + 1")
   else()
     list(APPEND bad ${sym})
@@ -22,6 +26,6 @@ if(bad)
   message(FATAL_ERROR "unexpected exported symbols: ${bad}")
 endif()
 if(DEFINED EXPECTED AND NOT count EQUAL EXPECTED)
-  message(FATAL_ERROR "expected ${EXPECTED} SIU_ functions, found ${count}")
+  message(FATAL_ERROR "expected ${EXPECTED} symbols, found ${count}")
 endif()
-message(STATUS "${count} SIU_ functions exported, nothing else")
+message(STATUS "${count} symbols exported, nothing else")

@@ -1,5 +1,5 @@
 // Log.so end to end, loaded as the driver loads it: records, levels, files
-// rotated, deleted and compressed, writers at once, and its exports.
+// rotated, deleted and compressed, and writers at once.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -258,17 +258,4 @@ TEST(Concurrency, ProcessesAndThreadsWritingOnePrefixLeaveOnlyWholeRecordsInOrde
         ASSERT_EQ("    0000  64 75 6D 70 01 02 03 04  05 06 07 08 09 0A 0B 0C  dump............",
                   lines[i + 1]);
     }
-}
-
-TEST(LogSoExports, AreExactlyTheTwelveEntryPoints) {
-    TempDir dir;
-    const std::string list = dir.file("exports");
-    ASSERT_EQ(
-        0,
-        std::system(
-            ("nm -D --defined-only " LOGSO_PATH " | awk '{print $NF}' | sort > " + list).c_str()));
-    EXPECT_EQ(
-        "add\ncompressFile\ncompressFiles\ncreateLog\ndecompressFile\ndecompressFiles\n"
-        "exitLog\nlogBuffer\nwriteToFile\nwriteToFile2\nwriteToFileHex\nwriteToFileHex2\n",
-        readWholeFile(list));
 }

@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -15,10 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "common/Clock.h"
 #include "common/Configuration.h"
 #include "common/LogDll.h"
-#include "common/Paths.h"
 #include "common/ProcessLock.h"
 #include "device/BLDevice.h"
 #include "device/CommandRecords.h"
@@ -32,36 +28,31 @@ namespace siutest {
 // What every fake device of the process answers (SUCCESS unless a test says
 // otherwise), the commands they were given ("A OPEN, A RESET"), and how many
 // devices exist.
-struct FakeBoard {
+inline struct FakeBoard {
     typedef std::function<int(const std::string& service, int cmd, void* buffer_in)> Answer;
-    static FakeBoard& instance() {
-        static FakeBoard board;
-        return board;
-    }
     std::mutex m;
     Answer answer;
     std::string calls;
     int alive = 0;
-};
+} fakeBoard;
 
 class FakeDevice : public BLDevice {
 public:
     explicit FakeDevice(void* params) : BLDevice(params), service(cfg->getService()) {
-        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
-        ++FakeBoard::instance().alive;
+        std::lock_guard<std::mutex> lock(fakeBoard.m);
+        ++fakeBoard.alive;
     }
     ~FakeDevice() override {
-        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
-        --FakeBoard::instance().alive;
+        std::lock_guard<std::mutex> lock(fakeBoard.m);
+        --fakeBoard.alive;
     }
     int executeCMD(int cmd, void* buffer_in, void** /*buffer_resp*/) override {
-        FakeBoard& board = FakeBoard::instance();
         FakeBoard::Answer answer;
         {
-            std::lock_guard<std::mutex> lock(board.m);
-            std::string name = getFunctionName(static_cast<unsigned int>(cmd));
-            board.calls += (board.calls.empty() ? "" : ", ") + service + " " + name.substr(4);
-            answer = board.answer;
+            std::lock_guard<std::mutex> lock(fakeBoard.m);
+            const std::string name = getFunctionName(static_cast<unsigned int>(cmd));
+            fakeBoard.calls += (fakeBoard.calls.empty() ? "" : ", ") + service + " " + &name[4];
+            answer = fakeBoard.answer;
         }
         return answer ? answer(service, cmd, buffer_in) : SUCCESS;
     }
@@ -73,20 +64,15 @@ private:
 class ServiceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        // Files in the system directory win over the module directory.
-        if (access("/Norva/NorvaAPI/NorvaSensorBoard.ini", F_OK) == 0 ||
-            access("/Norva/NorvaAPI/Log.so", F_OK) == 0) {
-            GTEST_SKIP() << "/Norva/NorvaAPI holds the system's own files";
-        }
-        std::memcpy(savedModulePath, modulePath, sizeof savedModulePath);
+        if (systemFilesPresent()) GTEST_SKIP() << "/Norva/NorvaAPI holds the system's own files";
         std::filesystem::create_symlink(SIU_TEST_LIB_DIR "/Log.so", dir.file("Log.so"));
         setModuleDirectory(dir.path());
         ASSERT_EQ(0, loadLogDll());
         savedFactory = createDeviceZT;
         createDeviceZT = [](void* params) -> BLDevice* { return new FakeDevice(params); };
         setAnswer(nullptr);
-        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
-        FakeBoard::instance().calls.clear();
+        std::lock_guard<std::mutex> lock(fakeBoard.m);
+        fakeBoard.calls.clear();
     }
 
     void TearDown() override {
@@ -100,7 +86,6 @@ protected:
             }
         }
         createDeviceZT = savedFactory;
-        std::memcpy(modulePath, savedModulePath, sizeof savedModulePath);
         for (const auto& name : logNames) {
             for (const char* channel : {"", "_Min", "_MaintenanceMode"})
                 ProcessLock::discard((name.second + channel).c_str());
@@ -126,40 +111,33 @@ protected:
     }
     int close(std::string service, int* idx) { return SIU_Close(&service[0], idx); }
 
-    // Everything the service's normal channel wrote so far.
-    std::string logOf(const std::string& service) {
-        std::vector<std::string> files;
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-            std::string name = entry.path().filename();
-            if (name.rfind(logNames[service] + "_2", 0) == 0) files.push_back(entry.path());
-        }
-        std::sort(files.begin(), files.end());
-        std::string text;
-        for (const auto& f : files) text += readWholeFile(f);
-        return text;
-    }
+    // Whether the service's normal channel wrote text so far.
     bool logged(const std::string& service, const std::string& text) {
-        return logOf(service).find(text) != std::string::npos;
+        std::string all;
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+            if (entry.path().filename().string().rfind(logNames[service] + "_2", 0) == 0)
+                all += readWholeFile(entry.path());
+        return all.find(text) != std::string::npos;
     }
 
     int devicesAlive() {
-        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
-        return FakeBoard::instance().alive;
+        std::lock_guard<std::mutex> lock(fakeBoard.m);
+        return fakeBoard.alive;
     }
     void setAnswer(FakeBoard::Answer answer) {
-        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
-        FakeBoard::instance().answer = std::move(answer);
+        std::lock_guard<std::mutex> lock(fakeBoard.m);
+        fakeBoard.answer = std::move(answer);
     }
     std::string calls() {
-        std::lock_guard<std::mutex> lock(FakeBoard::instance().m);
-        return FakeBoard::instance().calls;
+        std::lock_guard<std::mutex> lock(fakeBoard.m);
+        return fakeBoard.calls;
     }
 
+    ModulePathGuard guard;
     TempDir dir;
     BLDevice* (*savedFactory)(void*) = nullptr;  // the one the library ships with
 
 private:
-    char savedModulePath[sizeof modulePath];
     std::vector<std::pair<std::string, int>> opened;
     std::map<std::string, std::string> logNames;
 };

@@ -1,15 +1,14 @@
 #include "support/TestSupport.h"
 
+#include <unistd.h>
+
 #include <atomic>
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
-#include <unistd.h>
-
-#include <filesystem>
 
 namespace siutest {
 
@@ -29,8 +28,7 @@ std::string TempDir::file(const std::string& name) const { return dir + "/" + na
 
 std::string TempDir::write(const std::string& name, const std::string& text) const {
     std::string p = file(name);
-    std::ofstream out(p, std::ios::binary | std::ios::trunc);
-    out << text;
+    std::ofstream(p, std::ios::binary | std::ios::trunc) << text;
     return p;
 }
 
@@ -50,24 +48,21 @@ bool waitFor(const std::function<bool()>& cond, std::chrono::milliseconds timeou
 }
 
 std::string readWholeFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
     std::stringstream ss;
-    ss << in.rdbuf();
+    ss << std::ifstream(path, std::ios::binary).rdbuf();
     return ss.str();
 }
 
-}  // namespace siutest
-
-#include <cstring>
-
-#include "common/Clock.h"
-#include "common/Paths.h"
-
-namespace siutest {
 void setModuleDirectory(const std::string& dir) {
     std::string d = dir;
     if (d.empty() || d.back() != '/') d += '/';
     std::memset(modulePath, 0, sizeof modulePath);
     std::strncpy(modulePath, d.c_str(), sizeof modulePath - 1);
 }
+
+bool systemFilesPresent() {
+    return access("/Norva/NorvaAPI/NorvaSensorBoard.ini", F_OK) == 0 ||
+           access("/Norva/NorvaAPI/Log.so", F_OK) == 0;
+}
+
 }  // namespace siutest

@@ -2,8 +2,11 @@
 // Helpers for hermetic, parallel-safe tests.
 
 #include <chrono>
+#include <cstring>
 #include <functional>
 #include <string>
+
+#include "common/Paths.h"
 
 namespace siutest {
 
@@ -39,10 +42,19 @@ bool waitFor(const std::function<bool()>& cond,
 
 std::string readWholeFile(const std::string& path);
 
-}  // namespace siutest
-
-namespace siutest {
 // Points the library's module directory (where it looks for its INI file and
 // Log.so) at dir; a trailing "/" is added when missing.
 void setModuleDirectory(const std::string& dir);
+
+// Gives the module directory back as it was when the guard was made.
+struct ModulePathGuard {
+    ModulePathGuard() { std::memcpy(saved, modulePath, sizeof saved); }
+    ~ModulePathGuard() { std::memcpy(modulePath, saved, sizeof saved); }
+    char saved[sizeof modulePath];
+};
+
+// The system directory's INI file or Log.so, which the library would take
+// instead of a test's.
+bool systemFilesPresent();
+
 }  // namespace siutest
