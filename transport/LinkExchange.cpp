@@ -164,6 +164,10 @@ void TransportProtocol::keepPace(const char* caller) {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
 
+uint64_t TransportProtocol::longestExchangeMs() const {
+    return std::max(deadlineMs(DIRETO, uart_config), deadlineMs(RS485, uart_config));
+}
+
 int TransportProtocol::runExchange(const Framing& f, const unsigned char* send, int len,
                                    unsigned char** recv, int* recvLen) {
     auto say = [&](const Line& line, auto... args) {

@@ -22,10 +22,6 @@ namespace {
 
 // The pause the point-to-point exchange keeps when none is configured.
 const uint64_t kDefaultIntervalMs = 500;
-// The largest frame either way, and the most bits a character takes on the
-// line (start, 8 data, parity, 2 stop).
-const uint64_t kLongestFrameBytes = 1000;
-const uint64_t kBitsPerCharacter = 12;
 
 }  // namespace
 
@@ -83,15 +79,14 @@ int TransportProtocol::verifyPid(int pid) {
 }
 
 // The longest a live process may keep the port in one turn: the pause before
-// its command, a longest frame each way on the wire, ten receive time-outs of
-// waiting for the board, and a second for the RS-485 exchange's write budget.
-// A waiter allows two such turns, as one more process may be queued ahead.
+// its command, the longest exchange either framing allows on this line, and a
+// second for the RS-485 exchange's write budget. A waiter allows two such
+// turns, as one more process may be queued ahead. Deriving it from the
+// exchange deadline keeps a waiter from giving up on a holder that is still
+// within its own limits.
 unsigned int TransportProtocol::portWaitBudgetMs() const {
     uint64_t interval = bIntervalSetted ? intervalBetweenCommands : kDefaultIntervalMs;
-    uint64_t baud = uart_config.baud_rate > 0 ? static_cast<uint64_t>(uart_config.baud_rate) : 1;
-    uint64_t wire = 2 * kLongestFrameBytes * kBitsPerCharacter * 1000 / baud;
-    uint64_t rx = uart_config.rx_timeout > 0 ? static_cast<uint64_t>(uart_config.rx_timeout) : 50;
-    uint64_t turn = interval + wire + 10 * rx + 1000;
+    uint64_t turn = interval + longestExchangeMs() + 1000;
     uint64_t budget = 2 * turn;
     return budget > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(budget);
 }

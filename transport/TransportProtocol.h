@@ -88,6 +88,9 @@ public:
     int lockSem(sem_t* sem);
     int releaseSem(sem_t* sem);
     unsigned int portWaitBudgetMs() const;
+    // The deadline of the longer of the two framings at this line's settings:
+    // another process on the same port may use either.
+    uint64_t longestExchangeMs() const;
     bool errorExistsInListToRetry(int code);
     bool doRetry(int code);
 

@@ -280,7 +280,9 @@ TEST_F(PortSharing, WithoutPsALiveHolderKeepsThePortAndAWaiterGivesUpNamingItAft
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(holder, tp->slot());
     const unsigned int budget = tp->portWaitBudgetMs();
-    EXPECT_EQ(2 * (2000 * 12 * 1000 / 115200 + 10 * 20 + 1000), static_cast<int>(budget));
+    // 115200 baud 8N1, 20 ms receive time-out, no pause: the RS-485 deadline,
+    // 3 x (174 ms on the wire + 51 silent reads of 20 ms), is the longer.
+    EXPECT_EQ(2 * (3 * (174 + 51 * 20) + 1000), static_cast<int>(budget));
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(ERR_SEM_TIMEOUT, tp->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
     auto waited = std::chrono::steady_clock::now() - start;

@@ -1,5 +1,7 @@
 #include "tools/siusoak/Budget.h"
 
+#include <algorithm>
+
 namespace siusoak {
 
 namespace {
@@ -46,7 +48,8 @@ unsigned exchangeDeadlineMs(const Line& line, bool rs485) {
 }
 
 unsigned portWaitMs(const Line& line) {
-    return 2 * (line.intervalMs + wireMs(line, 12) + 10 * line.rxTimeoutMs + 1000);
+    const unsigned longest = std::max(exchangeDeadlineMs(line, false), exchangeDeadlineMs(line, true));
+    return 2 * (line.intervalMs + longest + 1000);
 }
 
 unsigned callBudgetMs(Call c, const Line& line, bool rs485, const BudgetSettings& s,
