@@ -130,7 +130,7 @@ TEST(SiudEvents, ADoorOpenedOnTheBoardReachesEachRegisteredClientOnceUntilItDere
     EXPECT_FALSE(event(*first, 300ms));
 }
 
-TEST(SiudEvents, TheBoardFallingSilentIsOfflineOnceAndAnsweringAgainIsOnline) {
+TEST(SiudEvents, TheBoardFallingSilentOrItsLineLostIsOfflineOnceAndBackIsOnline) {
     Bench b;
     Siud d(b);
     auto c = d.client();
@@ -141,6 +141,12 @@ TEST(SiudEvents, TheBoardFallingSilentIsOfflineOnceAndAnsweringAgainIsOnline) {
     EXPECT_FALSE(event(*c, 500ms, "common")) << "offline is told once";
     b.sim({"fault", "none"});
     EXPECT_EQ((json{{"common", {{"device", "online"}}}}), event(*c, 5s, "common"));
+    // the simulator's end of the line goes and comes back behind the same
+    // link, as an adapter unplugged and plugged back
+    b.sim({"fault", "drop"});
+    EXPECT_EQ((json{{"common", {{"device", "offline"}}}}), event(*c, 5s, "common"));
+    EXPECT_EQ((json{{"common", {{"device", "online"}}}}), event(*c, 5s, "common"));
+    EXPECT_NE(std::string::npos, d.log().find("offline (ERR_SER_PORT_NOT_FOUND)")) << d.log();
 }
 
 TEST(SiudLimits, MalformedMessagesAreAcknowledgedInvalidMessageAndTheClientStaysServed) {
@@ -266,4 +272,8 @@ TEST(SiudLifecycle, SigtermClosesEveryClientAndEndsCleanly) {
     EXPECT_EQ(1001, c->closeCode());  // going away
     EXPECT_EQ(0, d->process.wait(5s));
     EXPECT_NE(std::string::npos, d->log().find("siud: stopped"));
+    std::string logs;
+    for (const auto& e : std::filesystem::directory_iterator(b.logs))
+        logs += siutest::readWholeFile(e.path());
+    EXPECT_NE(std::string::npos, logs.find("CMD_CLOSE")) << "the service was closed";
 }
