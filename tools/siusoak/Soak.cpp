@@ -458,7 +458,12 @@ void Soak::restartBoard() {
     if (up.empty()) return;
     Board& b = boards[up[uniform<size_t>(0, up.size() - 1)]];
     // What a USB adapter unplugged and plugged back looks like: the line's
-    // far end vanishes, and comes back on the same path a moment later.
+    // far end vanishes, and comes back on the same path a moment later. Its
+    // link goes first, as udev removes an adapter's by-id link with it: left
+    // behind, it would name a terminal number that the next pseudo-terminal
+    // opened on the machine takes, and a client recovering its line would
+    // talk to someone else's board.
+    unlink(b.link.c_str());
     kill(b.pid, SIGKILL);
     waitpid(b.pid, nullptr, 0);
     b.pid = -1;
