@@ -33,14 +33,25 @@ int UnlinkNamedSem(const char* name) {
     return SUCCESS;
 }
 
-// Waiting and posting are the same for both kinds of semaphore.
-static int waitRetryingOnSignal(sem_t* sem) {
+// Waiting and posting are the same for both kinds of semaphore. The wait is
+// measured on the monotonic clock so that a clock step neither cuts it short
+// nor stretches it.
+static int waitWithinBudget(sem_t* sem, unsigned int budgetMs) {
     if (sem == nullptr) return ERR_SEM_INVALID;
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += budgetMs / 1000;
+    deadline.tv_nsec += static_cast<long>(budgetMs % 1000) * 1000000L;
+    if (deadline.tv_nsec >= 1000000000L) {
+        ++deadline.tv_sec;
+        deadline.tv_nsec -= 1000000000L;
+    }
     int rc;
     do {
-        rc = sem_wait(sem);
+        rc = sem_clockwait(sem, CLOCK_MONOTONIC, &deadline);
     } while (rc != 0 && errno == EINTR);
-    return rc == 0 ? SUCCESS : ERR_SEM_GENERIC_ERROR;
+    if (rc == 0) return SUCCESS;
+    return errno == ETIMEDOUT ? ERR_SEM_TIMEOUT : ERR_SEM_GENERIC_ERROR;
 }
 
 static int post(sem_t* sem) {
@@ -48,8 +59,8 @@ static int post(sem_t* sem) {
     return sem_post(sem) == 0 ? SUCCESS : ERR_SEM_RELEASE_FAILED;
 }
 
-int LockNamedSem(sem_t* sem) {
-    return waitRetryingOnSignal(sem);
+int LockNamedSem(sem_t* sem, unsigned int budgetMs) {
+    return waitWithinBudget(sem, budgetMs);
 }
 
 // Absolute deadline "now + ms" on the given clock, computed as the original
@@ -99,8 +110,8 @@ int DestroyUnamedSem(sem_t* sem) {
     return sem_destroy(sem) == 0 ? SUCCESS : ERR_SEM_ERROR_CLOSE_SEM;
 }
 
-int LockUnamedSem(sem_t* sem) {
-    return waitRetryingOnSignal(sem);
+int LockUnamedSem(sem_t* sem, unsigned int budgetMs) {
+    return waitWithinBudget(sem, budgetMs);
 }
 
 int LockUnamedSemTimeOut(sem_t* sem, unsigned int ms) {

@@ -113,16 +113,20 @@ bool closingNameMatches(Configuration& cfg, const char* service, const char* slo
     return std::strcmp(service, slotName) == 0;
 }
 
-// Holds semManager for a scope.
+// Holds semManager for a scope, if it could be taken within its budget.
 class SemGuard {
 public:
-    explicit SemGuard(SEM_UNNAMED* sem) : s(sem) { LockUnamedSem(s); }
-    ~SemGuard() { ReleaseUnamedSem(s); }
+    explicit SemGuard(SEM_UNNAMED* sem) : s(sem), held(LockUnamedSem(sem) == SUCCESS) {}
+    ~SemGuard() {
+        if (held) ReleaseUnamedSem(s);
+    }
+    bool holds() const { return held; }
     SemGuard(const SemGuard&) = delete;
     SemGuard& operator=(const SemGuard&) = delete;
 
 private:
     SEM_UNNAMED* s;
+    bool held;
 };
 
 }  // namespace
@@ -170,8 +174,8 @@ Manager::~Manager() {
     DestroyUnamedSem(&semManager);
 }
 
-void Manager::lock() {
-    LockUnamedSem(&semManager);
+int Manager::lock() {
+    return LockUnamedSem(&semManager);
 }
 
 void Manager::unlock() {
@@ -208,6 +212,7 @@ int Manager::newObject(char* service, int* idx, bool* already_open, bool open) {
         request.open = open;
 
         SemGuard guard(&semManager);
+        if (!guard.holds()) return ERR_SEM_TIMEOUT;
         if (!request.automatic) return newObject(&request);
 
         // The first of base0 .. base9 whose device answers the open command.
@@ -306,22 +311,23 @@ int Manager::openAttempt(STRUCT_SERVICE* req, int slotIdx) {
     return ERR_MGR_INTERNAL_ERROR;
 }
 
-void Manager::waitForRunningCommands() {
+// Returns with semManager held, unless taking it back failed.
+int Manager::waitForRunningCommands() {
     for (;;) {
         bool running = iRunningCountCMD > 0;
         unlock();
         if (running) Sleep_ms(5);
-        lock();
-        if (!running) return;
+        int result = lock();
+        if (result != SUCCESS || !running) return result;
     }
 }
 
 int Manager::deleteObject(char* service, int* idx, bool lockTable) {
     if (service == nullptr || idx == nullptr) return ERR_CMD_INVALID_PARAMETER;
-    if (lockTable) lock();
-    int result;
+    if (lockTable && lock() != SUCCESS) return ERR_SEM_TIMEOUT;
+    int result = waitForRunningCommands();
+    if (result != SUCCESS) return ERR_SEM_TIMEOUT;
     try {
-        waitForRunningCommands();
         result = closeLastReference(service, idx);
     } catch (...) {
         result = ERR_MGR_INTERNAL_ERROR;
@@ -385,6 +391,7 @@ int Manager::executeCMD(int idx, int cmd, void* buffer_in, void** buffer_resp) {
     int result;
     {
         SemGuard guard(&semManager);
+        if (!guard.holds()) return ERR_SEM_TIMEOUT;
         ++iRunningCountCMD;
         // Read under the lock so that an open in progress is never seen half
         // made; a close waits for this command before it frees the slot.
@@ -414,6 +421,8 @@ int Manager::executeCMD(int idx, int cmd, void* buffer_in, void** buffer_resp) {
             result = ERR_MGR_INTERNAL_ERROR;
         }
     }
+    // Counted down even when the lock is not had in time: a count left up
+    // would hold every later close in its wait.
     SemGuard guard(&semManager);
     --iRunningCountCMD;
     return result;

@@ -9,6 +9,7 @@
 // commands. Commands themselves run without it, side by side; a close holds it
 // throughout and waits until no command of any service is running.
 
+#include <atomic>
 #include <memory>
 
 #include "common/Semaphores.h"
@@ -80,13 +81,13 @@ public:
 private:
     int openAttempt(STRUCT_SERVICE* lpStService, int slot);
     int closeLastReference(char* service, int* idx);
-    void waitForRunningCommands();
-    void lock();
+    int waitForRunningCommands();
+    int lock();
     void unlock();
 
     st_objectPointer objectPointers[MAX_SERVICES];
     SEM_UNNAMED semManager;
-    int iRunningCountCMD;
+    std::atomic<int> iRunningCountCMD;
 };
 
 // The one manager of the process, made when the library is loaded and never

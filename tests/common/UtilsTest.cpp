@@ -76,7 +76,7 @@ TEST(Paths, ModulePathIsTheDirectoryOfTheRunningBinaryWithSlash) {
     EXPECT_EQ(std::string(exe, std::strrchr(exe, '/') + 1), std::string(modulePath));
 }
 
-TEST(Semaphores, NamedTimedLockIsATryWaitAndUnnamedOneWaitsForItsTimeOut) {
+TEST(Semaphores, TimedLocksKeepTheirClocksAndPlainLocksGiveUpAfterTheirBudget) {
     std::string name = siutest::uniqueName("/siutest.sem");
     sem_t* sem = nullptr;
     ASSERT_EQ(SUCCESS, CreateNamedSem(name.c_str(), &sem));
@@ -87,6 +87,9 @@ TEST(Semaphores, NamedTimedLockIsATryWaitAndUnnamedOneWaitsForItsTimeOut) {
     uint64_t start = GetMonotonicTickMs();
     EXPECT_EQ(ERR_SEM_GENERIC_ERROR, LockNamedSemTimeOut(sem, 5000));
     EXPECT_LT(TickElapsedMs(start, GetMonotonicTickMs()), 4000u);
+    // The plain lock waits, but only for its budget.
+    EXPECT_EQ(ERR_SEM_TIMEOUT, LockNamedSem(sem, 60));
+    EXPECT_GE(TickElapsedMs(start, GetMonotonicTickMs()), 60u);
     EXPECT_EQ(SUCCESS, ReleaseNamedSem(sem));
     EXPECT_EQ(SUCCESS, LockNamedSemTimeOut(sem, 0));
     EXPECT_EQ(SUCCESS, DestroyNamedSem(name.c_str(), &sem));
@@ -101,7 +104,9 @@ TEST(Semaphores, NamedTimedLockIsATryWaitAndUnnamedOneWaitsForItsTimeOut) {
         Sleep_ms(20);
         ReleaseUnamedSem(&unnamed);
     });
-    EXPECT_EQ(SUCCESS, LockUnamedSemTimeOut(&unnamed, 10000));
+    EXPECT_EQ(SUCCESS, LockUnamedSem(&unnamed, 10000));
     poster.join();
+    EXPECT_EQ(ERR_SEM_TIMEOUT, LockUnamedSem(&unnamed, 30));
+    ReleaseUnamedSem(&unnamed);
     EXPECT_EQ(SUCCESS, DestroyUnamedSem(&unnamed));
 }
