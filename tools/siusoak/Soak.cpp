@@ -176,6 +176,7 @@ private:
     void onLine(size_t i, const std::string& line);
     void checkBudgets();
     void endCall(size_t i, InFlight& f, const std::string& outcome, double seconds);
+    void killAndReap(pid_t pid, const std::string& who);
     void killClient();
     void restartBoard();
     void setFault();
@@ -320,7 +321,7 @@ bool Soak::startBoard(Board& b) {
     }
     std::fprintf(stderr, "siusoak: siusim did not start on %s (see %s)\n", b.link.c_str(),
                  out.c_str());
-    if (waitpid(pid, nullptr, WNOHANG) == 0) kill(pid, SIGKILL), waitpid(pid, nullptr, 0);
+    if (waitpid(pid, nullptr, WNOHANG) == 0) killAndReap(pid, "siusim");
     b.pid = -1;
     setupFailed = true;
     return false;
@@ -426,6 +427,22 @@ void Soak::checkBudgets() {
     }
 }
 
+// A child that SIGKILL does not end within seconds is stuck in the kernel,
+// most likely in the terminal driver: that is a finding, not something to
+// wait out.
+void Soak::killAndReap(pid_t pid, const std::string& who) {
+    kill(pid, SIGKILL);
+    const auto until = Clock::now() + std::chrono::seconds(5);
+    while (waitpid(pid, nullptr, WNOHANG) == 0) {
+        if (Clock::now() > until) {
+            crashes.push_back(who + " (pid " + std::to_string(pid) +
+                              ") still there 5 s after SIGKILL");
+            return;
+        }
+        poll(nullptr, 0, 5);
+    }
+}
+
 void Soak::killClient() {
     std::vector<size_t> candidates;
     for (size_t i = 0; i < clients.size(); ++i)
@@ -433,8 +450,7 @@ void Soak::killClient() {
     if (candidates.empty()) return;
     Client& c = clients[candidates[uniform<size_t>(0, candidates.size() - 1)]];
     const size_t i = static_cast<size_t>(&c - clients.data());
-    kill(c.pid, SIGKILL);
-    waitpid(c.pid, nullptr, 0);
+    killAndReap(c.pid, "client " + std::to_string(i));
     readEvents(i);
     bool inCall = false;
     for (auto& [service, f] : c.inFlight) {
@@ -464,8 +480,7 @@ void Soak::restartBoard() {
     // opened on the machine takes, and a client recovering its line would
     // talk to someone else's board.
     unlink(b.link.c_str());
-    kill(b.pid, SIGKILL);
-    waitpid(b.pid, nullptr, 0);
+    killAndReap(b.pid, "siusim");
     b.pid = -1;
     b.backAt = Clock::now() + Ms(uniform<unsigned>(0, 1500));
     ++restarts;
@@ -559,8 +574,7 @@ void Soak::stopAll() {
     for (size_t i = 0; i < clients.size(); ++i) {
         Client& c = clients[i];
         if (c.pid <= 0) continue;
-        kill(c.pid, SIGKILL);
-        waitpid(c.pid, nullptr, 0);
+        killAndReap(c.pid, "client " + std::to_string(i));
         readEvents(i);
         for (auto& [service, f] : c.inFlight)
             if (f.active) endCall(i, f, "still running when the soak ended", secondsSince(f.since));
@@ -572,8 +586,7 @@ void Soak::stopAll() {
         const auto quitBy = Clock::now() + std::chrono::seconds(2);
         while (waitpid(b.pid, nullptr, WNOHANG) == 0) {
             if (Clock::now() > quitBy) {
-                kill(b.pid, SIGKILL);
-                waitpid(b.pid, nullptr, 0);
+                killAndReap(b.pid, "siusim");
                 break;
             }
             poll(nullptr, 0, 10);
