@@ -6,16 +6,16 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
 
 #include "manager/Global.h"
 #include "support/TestSupport.h"
 
 namespace {
+
+using siutest::exitStatus;
 
 class ProcessLockTest : public ::testing::Test {
 protected:
@@ -34,28 +34,12 @@ protected:
         return pid;
     }
     void ready() { (void)!write(pipe_[1], "x", 1); }
-    // Waits for n children to have called ready().
+    // Whether n children called ready() within 5 s each.
     bool readied(int n) {
         char c;
-        for (int i = 0; i < n; ++i) {
-            if (!siutest::waitFor([&] {
-                    pollfd p{pipe_[0], POLLIN, 0};
-                    return poll(&p, 1, 0) == 1;
-                }))
-                return false;
-            if (read(pipe_[0], &c, 1) != 1) return false;
-        }
+        for (pollfd p{pipe_[0], POLLIN, 0}; n > 0; --n)
+            if (poll(&p, 1, 5000) != 1 || read(pipe_[0], &c, 1) != 1) return false;
         return true;
-    }
-    // Exit status within 10 s, -1 when the child overran or was killed.
-    static int result(pid_t pid) {
-        int status = 0;
-        if (!siutest::waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; },
-                              std::chrono::seconds(10))) {
-            kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-        }
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
     std::string name = siutest::uniqueName("/siu_lock");
@@ -99,12 +83,12 @@ TEST_F(ProcessLockTest, AHolderThatDiesHandsTheTurnToEveryWaiterAlreadyBlocked) 
         usleep(2 * ProcessLock::kSliceMs * 1000);  // both asleep on the semaphore
         kill(holder, SIGKILL);
         if (c.reaped) {
-            EXPECT_EQ(-1, result(holder));
+            EXPECT_EQ(128 + SIGKILL, exitStatus(holder));
         }
-        EXPECT_EQ(1, result(a) + result(b)) << c.how;  // one takes over, one follows
+        EXPECT_EQ(1, exitStatus(a) + exitStatus(b)) << c.how;  // one takes over, one follows
         if (!c.reaped) {
             EXPECT_FALSE(ProcessLock::isRunning(holder)) << c.how;
-            EXPECT_EQ(-1, result(holder));
+            EXPECT_EQ(128 + SIGKILL, exitStatus(holder));
         }
 
         ProcessLock lock;  // given back: free at once, the semaphore counted once

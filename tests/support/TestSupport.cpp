@@ -1,5 +1,7 @@
 #include "support/TestSupport.h"
 
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -51,6 +53,15 @@ std::string readWholeFile(const std::string& path) {
     std::stringstream ss;
     ss << std::ifstream(path, std::ios::binary).rdbuf();
     return ss.str();
+}
+
+int exitStatus(pid_t pid, std::chrono::milliseconds timeout) {
+    int status = 0;
+    if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeout)) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 void setModuleDirectory(const std::string& dir) {

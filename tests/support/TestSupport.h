@@ -1,6 +1,8 @@
 #pragma once
 // Helpers for hermetic, parallel-safe tests.
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -41,6 +43,10 @@ bool waitFor(const std::function<bool()>& cond,
              std::chrono::milliseconds step = std::chrono::milliseconds(5));
 
 std::string readWholeFile(const std::string& path);
+
+// The child's exit status or 128 + the signal that ended it; one still running
+// after the time-out is killed.
+int exitStatus(pid_t pid, std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
 // Points the library's module directory (where it looks for its INI file and
 // Log.so) at dir; a trailing "/" is added when missing.

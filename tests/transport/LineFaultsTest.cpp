@@ -172,7 +172,7 @@ TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopens
         // stale one would name a terminal that another test's may now be.
         unlink(line.c_str());
         kill(board->pid, SIGKILL);
-        ASSERT_EQ(128 + SIGKILL, simtest::reap(board->pid));
+        ASSERT_EQ(128 + SIGKILL, exitStatus(board->pid));
         board.reset();
         lib.clear();
         for (int outage = 0; outage < 2; ++outage) {  // lost, then still away

@@ -223,8 +223,8 @@ TEST_F(PortSharing, TwoProcessesNeverInterleaveTheirExchanges) {
     EXPECT_TRUE(siutest::waitFor([&] { return access("a", F_OK) == 0 && access("b", F_OK) == 0; }));
     watch->releaseSem(watch->semaphore());
     const std::string line = pty.receive(80, 20000);
-    EXPECT_EQ(0, result(a));
-    EXPECT_EQ(0, result(b));
+    EXPECT_EQ(0, exitStatus(a));
+    EXPECT_EQ(0, exitStatus(b));
     ASSERT_EQ(80u, line.size()) << line;
     for (size_t i = 0; i < line.size(); i += 4) {
         EXPECT_TRUE(line[i] == '<' && line[i + 1] == line[i + 2] && line[i + 3] == '>') << line;
@@ -254,9 +254,9 @@ TEST_F(PortSharing, AHolderKilledInAnExchangeHandsThePortToWaitersAlreadyBlocked
     EXPECT_TRUE(siutest::waitFor([&] { return access("a", F_OK) == 0 && access("b", F_OK) == 0; }));
     usleep(2 * ProcessLock::kSliceMs * 1000);  // both asleep on the semaphore
     kill(holder, SIGKILL);
-    EXPECT_EQ(0, result(here));
-    EXPECT_EQ(0, result(there));
-    EXPECT_EQ(-1, result(holder));
+    EXPECT_EQ(0, exitStatus(here));
+    EXPECT_EQ(0, exitStatus(there));
+    EXPECT_EQ(128 + SIGKILL, exitStatus(holder));
     shmctl(shmget(ftok(other.path().c_str(), '/'), sizeof(int), 0), IPC_RMID, nullptr);
     // Still the one semaphore, given back once.
     EXPECT_EQ(0, watch->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
@@ -293,7 +293,7 @@ TEST_F(PortSharing, WithoutPsALiveHolderKeepsThePortAndAWaiterGivesUpNamingItAft
                                    std::to_string(budget) + " ms"));
     EXPECT_EQ(0, tp->attempts);
     kill(holder, SIGKILL);
-    EXPECT_EQ(-1, result(holder));
+    EXPECT_EQ(128 + SIGKILL, exitStatus(holder));
     EXPECT_EQ(0, tp->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
     EXPECT_THAT(logged(), Contains("Port [" + semName + "] taken over from process " +
                                    std::to_string(holder) + ", which died holding it"));

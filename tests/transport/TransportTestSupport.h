@@ -29,6 +29,7 @@
 namespace transporttest {
 
 using ::testing::Contains;
+using siutest::exitStatus;
 using Texts = std::vector<std::string>;
 
 // The transport's state open to the tests; each exchange attempt gives the
@@ -143,16 +144,6 @@ protected:
         pid_t pid = fork();
         if (pid == 0) _exit(fn());
         return pid;
-    }
-    // The child's exit status within 20 s (-1 when it overran or was killed).
-    static int result(pid_t pid) {
-        int status = 0;
-        if (!siutest::waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; },
-                              std::chrono::seconds(20))) {
-            kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-        }
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     std::unique_ptr<TestTransport> watch;
 };

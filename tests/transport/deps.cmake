@@ -8,5 +8,4 @@ target_compile_definitions(${exe_name} PRIVATE
 add_dependencies(${exe_name} siusim)
 target_compile_definitions(${exe_name} PRIVATE SIUSIM_EXE="$<TARGET_FILE:siusim>")
 # The tests name that harness from the source root.
-target_sources(${exe_name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/tools/siusim/SimHarness.cpp)
 target_include_directories(${exe_name} PRIVATE ${CMAKE_SOURCE_DIR})

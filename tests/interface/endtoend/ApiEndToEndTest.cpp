@@ -54,8 +54,7 @@ protected:
 
     // Writes the service "SIU" on the simulator's line with extra keys and
     // sections, and opens it; the open's commands are taken off the record.
-    void openService(const std::string& keys = "", const std::string& sections = sensorSections,
-                     int expected = SUCCESS) {
+    void openService(const std::string& keys = "", const std::string& sections = sensorSections) {
         std::string protocol = GetParam() == Wire::Direct ? "NorvaDireto" : "Norva485";
         writeIni(section("SIU", "DevicePort=" + sim->link() + "\nDeviceProtocol=" + protocol +
                                     "\nDeviceBaudrate=9600\nDeviceParity=NONE\nDeviceDataBits=8\n"
@@ -63,7 +62,7 @@ protected:
                                     "DeviceFlowControl=NONE\nDeviceIntervalBetweenCommands=0\n" +
                                     keys) +
                  sections);
-        ASSERT_EQ(expected, open("SIU", &idx));
+        ASSERT_EQ(SUCCESS, open("SIU", &idx));
         opening = received();
     }
 
@@ -228,10 +227,7 @@ TEST_P(EndToEnd, NumberOfLedsOutsideZeroToTwentyMeansSixAndNoSensorsMeansNotImpl
     EXPECT_EQ(Commands{}, received());
 }
 
-TEST_P(EndToEnd, OpensPastAWriterKilledInsideAConfigurationWriteButNotWithANumberOutOfRange) {
-    openService("DeviceSendBreakTerm=2147483648\n", sensorSections, ERR_CFG_INVALID_VALUE);
-    EXPECT_TRUE(logged("SIU", "ERR_CFG_INVALID_VALUE: DeviceSendBreakTerm = 2147483648 is "
-                              "outside -2147483648..2147483647"));
+TEST_P(EndToEnd, OpensPastAWriterKilledInsideAConfigurationWrite) {
     openService();
     ASSERT_EQ(SUCCESS, close("SIU", &idx));
     const std::string written = siutest::readWholeFile(dir.file("NorvaSensorBoard.ini"));

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,9 @@ using namespace std::chrono_literals;
 
 enum class Wire { Direct, Rs485 };
 // The protocol's name in parameterised test names.
-std::string wireName(const ::testing::TestParamInfo<Wire>& info);
+inline std::string wireName(const ::testing::TestParamInfo<Wire>& info) {
+    return info.param == Wire::Direct ? "direto" : "rs485";
+}
 
 inline std::string hex(const Bytes& b) {
     std::string out;
@@ -47,14 +50,6 @@ inline Bytes hostFrame(Wire w, const std::string& command) {
 }
 inline Bytes boardAnswer(Wire w, const std::string& data) {
     return framed(w == Wire::Direct ? Bytes{0x02} : Bytes{0x01, 0x48, 0x29, 0x30}, data, true);
-}
-
-// Waits (bounded) for the process to end: its exit status, 128 + its signal, or -1.
-inline int reap(pid_t pid, std::chrono::milliseconds timeout = 5s) {
-    int status = 0;
-    if (!siutest::waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeout))
-        return -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 // Runs siusim with the words (through the shell, for at most 10 s) to its
@@ -89,7 +84,8 @@ struct Sim {
     }
     ~Sim() {  // unless the test has reaped it
         if (fd >= 0) close(fd);
-        if (pid > 0 && waitpid(pid, nullptr, WNOHANG) == 0 && kill(pid, SIGKILL) == 0) reap(pid);
+        if (pid > 0 && waitpid(pid, nullptr, WNOHANG) == 0 && kill(pid, SIGKILL) == 0)
+            siutest::exitStatus(pid);
     }
 
     // One control command through siusim --control: its one-line answer.
@@ -98,7 +94,11 @@ struct Sim {
         return out.substr(0, out.find('\n'));
     }
     // One field of the "outputs" answer (leds, buzzer, key, motion).
-    std::string output(const std::string& name) const;
+    std::string output(const std::string& name) const {
+        std::smatch m;
+        const std::string all = control("outputs");
+        return std::regex_search(all, m, std::regex(" " + name + "=(\\S*)")) ? m[1].str() : "?";
+    }
     const std::string& link() const { return linkPath; }
 
     void send(const Bytes& b) const {

@@ -230,7 +230,7 @@ TEST(Lifecycle, QuitAndSignalsRemoveTheLinkAndSocketAndAStaleLinkIsReplaced) {
         ASSERT_EQ(0, access(ctl.c_str(), F_OK));
         EXPECT_EQ("OK", signal ? "OK" : sim.control("quit"));
         if (signal) kill(sim.pid, signal);
-        EXPECT_EQ(signal == SIGKILL ? 128 + SIGKILL : 0, reap(sim.pid)) << signal;
+        EXPECT_EQ(signal == SIGKILL ? 128 + SIGKILL : 0, siutest::exitStatus(sim.pid)) << signal;
         EXPECT_EQ(signal == SIGKILL,
                   std::filesystem::is_symlink(sim.link()) && access(ctl.c_str(), F_OK) == 0);
         if (signal == SIGKILL) Sim(Wire::Direct, {}, sim.link()).expectReply("V", "VSIUSIM 1.0");
