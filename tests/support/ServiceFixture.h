@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -30,22 +31,18 @@ namespace siutest {
 // devices exist.
 inline struct FakeBoard {
     typedef std::function<int(const std::string& service, int cmd, void* buffer_in)> Answer;
-    std::mutex m;
+    std::mutex m;  // for answer and calls
     Answer answer;
     std::string calls;
-    int alive = 0;
+    std::atomic<int> alive{0};
 } fakeBoard;
 
 class FakeDevice : public BLDevice {
 public:
     explicit FakeDevice(void* params) : BLDevice(params), service(cfg->getService()) {
-        std::lock_guard<std::mutex> lock(fakeBoard.m);
         ++fakeBoard.alive;
     }
-    ~FakeDevice() override {
-        std::lock_guard<std::mutex> lock(fakeBoard.m);
-        --fakeBoard.alive;
-    }
+    ~FakeDevice() override { --fakeBoard.alive; }
     int executeCMD(int cmd, void* buffer_in, void** /*buffer_resp*/) override {
         FakeBoard::Answer answer;
         {
@@ -120,10 +117,7 @@ protected:
         return all.find(text) != std::string::npos;
     }
 
-    int devicesAlive() {
-        std::lock_guard<std::mutex> lock(fakeBoard.m);
-        return fakeBoard.alive;
-    }
+    int devicesAlive() { return fakeBoard.alive; }
     void setAnswer(FakeBoard::Answer answer) {
         std::lock_guard<std::mutex> lock(fakeBoard.m);
         fakeBoard.answer = std::move(answer);

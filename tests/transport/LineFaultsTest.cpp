@@ -5,7 +5,6 @@
 // back looks).
 
 #include <poll.h>
-#include <semaphore.h>
 
 #include <atomic>
 #include <future>
@@ -145,15 +144,12 @@ TEST(ExchangeDeadline, EndsAWriteThatFlowControlHoldsOffAndTheNextCommandGoesOnA
 }
 
 TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopensIt) {
-    const std::string line = cwd.file(siutest::uniqueName("line"));
-    std::string lineSem = "/";
-    for (char ch : line) lineSem += ch == '/' ? "" : std::string(1, ch);
-    keys["DevicePort"] = line;
+    unlink(link.c_str());  // the simulator's link takes the fixture's place
     keys["DeviceIntervalBetweenCommands"] = "0";
     keys["DeviceRxTimeout"] = "300";
     for (Wire wire : {Wire::Direct, Wire::Rs485}) {
         keys["DeviceProtocol"] = wire == Wire::Direct ? "NorvaDireto" : "Norva485";
-        auto board = std::make_unique<simtest::Sim>(wire, std::vector<std::string>{}, line);
+        auto board = std::make_unique<simtest::Sim>(wire, std::vector<std::string>{}, link);
         ASSERT_EQ("OK", board->control("set-reply 1 2"));
         auto tp = make();
         ASSERT_EQ(0, tp->openPort());
@@ -170,7 +166,7 @@ TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopens
 
         // The link goes with the board, as an adapter's by-id link does: a
         // stale one would name a terminal that another test's may now be.
-        unlink(line.c_str());
+        unlink(link.c_str());
         kill(board->pid, SIGKILL);
         ASSERT_EQ(128 + SIGKILL, exitStatus(board->pid));
         board.reset();
@@ -182,7 +178,7 @@ TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopens
             // line taken for a silent board would use up three times over.
             EXPECT_LT(msSince(start), 1000);
         }
-        board = std::make_unique<simtest::Sim>(wire, std::vector<std::string>{}, line);
+        board = std::make_unique<simtest::Sim>(wire, std::vector<std::string>{}, link);
         ASSERT_EQ("OK", board->control("set-reply 1 2"));
         EXPECT_EQ(0, command());
         EXPECT_EQ(0, command());
@@ -190,14 +186,11 @@ TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopens
         EXPECT_EQ(1, tp->semValue());
         EXPECT_EQ(0, tp->slot());
 
-        int lost = 0, back = 0;
-        for (const std::string& text : logged()) {
-            lost += text == "Line lost: [" + line + "] !!!";
-            back += text.rfind("Line back: [/dev/", 0) == 0;
-        }
-        EXPECT_EQ(1, lost);
-        EXPECT_EQ(1, back);
+        const Texts texts = logged();
+        EXPECT_EQ(1, std::count(texts.begin(), texts.end(), "Line lost: [" + link + "] !!!"));
+        EXPECT_EQ(1, std::count_if(texts.begin(), texts.end(), [](const std::string& t) {
+                      return t.rfind("Line back: [/dev/", 0) == 0;
+                  }));
         EXPECT_EQ(0, tp->closePort());
     }
-    sem_unlink(lineSem.c_str());
 }

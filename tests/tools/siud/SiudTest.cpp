@@ -36,7 +36,6 @@ TEST(SiudService, PublisherListsTheServiceAndTheServiceAnswersStatusAndCapabilit
     EXPECT_EQ("LOCKED", status["norvaBoard"]["ELETRONIC_KEY"]);
     EXPECT_EQ("ON", status["norvaBoard"]["SENSOR_CASSETTE_A"]);
     EXPECT_FALSE(status["norvaBoard"].contains("DOOR_SAFE_BOX"));
-    EXPECT_FALSE(status["norvaBoard"].contains("LOCK_LOCK"));
 
     const json caps = run(*c, "Common.Capabilities");
     EXPECT_EQ("ZT-SIM 2.14",
@@ -52,7 +51,6 @@ TEST(SiudService, PublisherListsTheServiceAndTheServiceAnswersStatusAndCapabilit
     EXPECT_EQ("Common.Capabilities Common.Status Auxiliaries.Register Auxiliaries.SetAuxiliaries "
               "Lights.SetLight ",
               commands);
-
     b.sim({"set-flag", "S", "1", "1", "1"});
     EXPECT_EQ("open", run(*c, "Common.Status")["auxiliaries"]["safeDoor"]);
 }
