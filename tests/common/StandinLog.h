@@ -15,10 +15,6 @@
 
 namespace siutest {
 
-inline bool systemLogLibraryPresent() {
-    return access("/Norva/NorvaAPI/Log.so", F_OK) == 0;
-}
-
 typedef std::vector<std::string> Call;  // entry point, then its arguments
 
 // A module directory holding the stand-in as "Log.so", loaded through the

@@ -128,26 +128,21 @@ TEST_P(Line, TrickleSendsTheAnswerAByteAtATimeThenStrayBytesUntilTheHostsNextFra
     EXPECT_EQ("", hex(sim.receive(1, 100)));
 }
 
-TEST(Faults, CanBeGivenAtStartShownAndCleared) {
+TEST(ControlInterface, SetsWhatTheBoardAnswersAndItsFaultsAndReadsThemBack) {
     Sim sim(Wire::Direct, {"--fault", "nack:2"});
     EXPECT_EQ("OK nack 2", sim.control("fault"));
-    for (const char* reply : {"", "", "m300"}) sim.expectReply("m", *reply ? reply : nullptr);
-    EXPECT_EQ("OK none", sim.control("fault"));
-    EXPECT_EQ("OK stall 3 100", sim.control("fault stall 3"));
-    EXPECT_EQ("OK none", sim.control("fault none"));
-}
-
-TEST(ControlInterface, SetsWhatTheBoardAnswersAndReadsItBack) {
-    Sim sim;
     for (const char* set :
          {"set-version ZT 2.14 rev B", "set-remote-reply 1", "set-reply S 00000",
           "set-flag S 2 0x8 1", "set-flag S 2 1 1", "set-flag S 5 15 1", "set-flag S 5 4 0"})
         EXPECT_EQ("OK", sim.control(set)) << set;
     EXPECT_EQ("OK 0900B", sim.control("get-reply S"));
     EXPECT_EQ("OK " + std::filesystem::read_symlink(sim.link()).string(), sim.control("device"));
-    sim.expectReply("S", "S0900B");
+    for (const char* reply : {"", "", "S0900B"}) sim.expectReply("S", *reply ? reply : nullptr);
+    EXPECT_EQ("OK none", sim.control("fault"));
     sim.expectReply("V", "VZT 2.14 rev B");
     sim.expectReply("R99999999", "R1");
+    EXPECT_EQ("OK stall 3 100", sim.control("fault stall 3"));
+    EXPECT_EQ("OK none", sim.control("fault none"));
     for (const char* bad : {"set-flag S 6 1 1", "set-flag S 0 1 1", "set-flag S 1 16 1",
                             "set-flag S 1 1 2", "set-reply S 0G", "get-reply T", "bogus", "",
                             "fault explode", "fault nack 0", "fault nack 1 100", "fault stall 1 x",
