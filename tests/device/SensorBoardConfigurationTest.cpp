@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -98,12 +97,8 @@ TEST_F(Tables, EvaluationReadsOneHexDigitPerItemAndSkipsWhatItCannotRead) {
     ASSERT_EQ(SUCCESS, t.UpdateGetSensorResponse("S1", "Cc0GF"));
     // C & 4, C & 1, c & 8, ~0 & ~0, G unreadable, ~F & 256; beyond the reply,
     // position 0 and an item without position are skipped.
-    for (auto set : std::map<int, unsigned int>{{0, NORVA_SIU_VALUE_ON},
-                                                {1, NORVA_SIU_VALUE_OFF},
-                                                {2, NORVA_SIU_VALUE_ON},
-                                                {3, NORVA_SIU_VALUE_ON},
-                                                {5, NORVA_SIU_VALUE_ON}})
-        expected[set.first] = set.second;
+    expected[0] = expected[2] = expected[3] = expected[5] = NORVA_SIU_VALUE_ON;
+    expected[1] = NORVA_SIU_VALUE_OFF;
     EXPECT_EQ(expected, evaluate());
     EXPECT_EQ(ERR_CMD_NOT_SUPPORTED, t.UpdateGetSensorResponse("S2", "1"));
     EXPECT_EQ(ERR_CMD_INVALID_PARAMETER, t.ProcessGetSensorResponse(7, expected.data()));

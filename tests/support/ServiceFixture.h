@@ -67,8 +67,8 @@ protected:
         ASSERT_EQ(0, loadLogDll());
         savedFactory = createDeviceZT;
         createDeviceZT = [](void* params) -> BLDevice* { return new FakeDevice(params); };
-        setAnswer(nullptr);
         std::lock_guard<std::mutex> lock(fakeBoard.m);
+        fakeBoard.answer = nullptr;
         fakeBoard.calls.clear();
     }
 
@@ -77,16 +77,13 @@ protected:
         // Nothing a test left open may leak into the next test of the process;
         // answers may refer to the test's locals, gone by now.
         setAnswer(nullptr);
-        for (auto& s : opened) {
-            for (int i = 0; i < 10 && mgr->validateIndex(&s.first[0], s.second) == SUCCESS; ++i) {
+        for (auto& s : opened)
+            for (int i = 0; i < 10 && mgr->validateIndex(&s.first[0], s.second) == SUCCESS; ++i)
                 SIU_Close(&s.first[0], &s.second);
-            }
-        }
         createDeviceZT = savedFactory;
-        for (const auto& name : logNames) {
+        for (const auto& name : logNames)
             for (const char* channel : {"", "_Min", "_MaintenanceMode"})
                 ProcessLock::discard((name.second + channel).c_str());
-        }
     }
 
     // A section that opens on the fake device and logs into the temporary

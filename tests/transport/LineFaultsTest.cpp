@@ -6,7 +6,6 @@
 
 #include <poll.h>
 
-#include <atomic>
 #include <future>
 #include <thread>
 
@@ -28,45 +27,26 @@ long msSince(Clock::time_point start) {
 
 }  // namespace
 
-// 300 ms receive time-outs (the board's thread has that long to answer). At
-// 115200 baud 8N1 a work area each way takes 174 ms, so point-to-point allows
-// 174 + 5 x 300 = 1674 ms and RS-485, which may go three rounds,
-// 3 x (174 + 4 x 300) = 4122 ms. The board answers the start of a reply, then
-// one byte every 150 ms: never silent long enough for the silence budget, far
-// from the 1000-byte cap.
+// 300 ms receive time-outs. At 115200 baud 8N1 a work area each way takes
+// 174 ms, so point-to-point allows 174 + 5 x 300 = 1674 ms and RS-485, which
+// may go three rounds, 3 x (174 + 4 x 300) = 4122 ms. The board sends a reply
+// of 200 digits one byte every 150 ms: never silent long enough for the
+// silence budget, far from the 1000-byte cap, and done only after 30 s.
 TEST(ExchangeDeadline, EndsAReplyThatTricklesAtTheDeadlineInBothFramings) {
-    const struct {
-        bool rs485;
-        const char* opening;
-        size_t frameLen;
-        long deadline;
-    } cases[] = {{false, "\x06\x02", 4, 1674}, {true, "\x06\x01", 7, 4122}};
-    for (const auto& c : cases) {
-        siutest::PtyLine pty;
+    for (auto [wire, deadline] : {std::pair{Wire::Direct, 1674L}, {Wire::Rs485, 4122L}}) {
+        const bool rs485 = wire == Wire::Rs485;
+        simtest::Sim board(wire);
+        ASSERT_EQ("OK", board.control("set-reply 1 " + std::string(200, '7')));
+        ASSERT_EQ("OK", board.control("fault trickle 1 150").substr(0, 2));
         LinkUnderTest link(std::make_unique<CommUart>(), 300, 300);
-        ASSERT_EQ(0, link.openSerial(pty.path(), 115200));
-        std::atomic<bool> done{false};
-        std::thread board([&] {
-            if (pty.receive(c.frameLen).size() != c.frameLen) return;
-            pty.send(c.opening);
-            // Silent well past the deadline and the margin below, so that an
-            // exchange without one ends by its silence budget, late enough to
-            // fail, instead of holding the test.
-            const auto trickling = Clock::now();
-            while (!done && msSince(trickling) < c.deadline + 4000) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(150));
-                pty.send("x");
-            }
-        });
+        ASSERT_EQ(0, link.openSerial(board.link(), 115200));
         const auto start = Clock::now();
-        EXPECT_EQ(ERR_SER_TIMEOUT, link.exchange(c.rs485, "1")) << c.rs485;
+        EXPECT_EQ(ERR_SER_TIMEOUT, link.exchange(rs485, "1")) << rs485;
         const long took = msSince(start);
-        done = true;
-        board.join();
-        EXPECT_GE(took, c.deadline - 450) << c.rs485;
+        EXPECT_GE(took, deadline - 450) << rs485;
         // The deadline is checked as each trickled byte comes in; the margin
         // is for a loaded machine, which may run the caller late.
-        EXPECT_LE(took, c.deadline + 1500) << c.rs485;
+        EXPECT_LE(took, deadline + 1500) << rs485;
     }
 }
 
