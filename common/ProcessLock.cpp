@@ -1,6 +1,7 @@
 #include "common/ProcessLock.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -82,18 +83,27 @@ bool readStat(pid_t pid, char* state, uint64_t* startTime) {
     return end != p;
 }
 
-// This process's identity. Cached, and taken afresh in a forked child.
+std::atomic<uint64_t> cachedIdentity{0};
+
+void forgetIdentity() {
+    cachedIdentity.store(0, std::memory_order_relaxed);
+}
+
+// This process's identity, taken once and again in a forked child, which is
+// a process of its own. Cached rather than checked against getpid on every
+// call: every log line takes a lock, and getpid is a system call.
 uint64_t selfIdentity() {
-    static std::atomic<uint64_t> cached{0};
+    static const int forgetsInChild = pthread_atfork(nullptr, nullptr, forgetIdentity);
+    (void)forgetsInChild;
+    uint64_t identity = cachedIdentity.load(std::memory_order_relaxed);
+    if (identity != 0) return identity;
     const uint64_t pid = static_cast<uint64_t>(getpid()) & kPidMask;
-    uint64_t identity = cached.load(std::memory_order_relaxed);
-    if (identity != 0 && (identity & kPidMask) == pid) return identity;
     char state = 0;
     uint64_t start = 0;
     // Without /proc the start time stays 0 and only the pid identifies.
     if (!readStat(static_cast<pid_t>(pid), &state, &start)) start = 0;
     identity = pid | ((start & kStartMask) << kPidBits);
-    cached.store(identity, std::memory_order_relaxed);
+    cachedIdentity.store(identity, std::memory_order_relaxed);
     return identity;
 }
 
