@@ -47,16 +47,14 @@ public:
     int callProtocolByHeritage(int, unsigned char* send, int len, unsigned char** recv,
                                int* recvLen) override {
         sent.emplace_back(reinterpret_cast<char*>(send), len);
-        std::pair<int, std::string> reply{SUCCESS, "x"};
-        if (!script.empty()) {
-            reply = script.front();
-            script.pop_front();
+        if (script.empty()) script.emplace_back(SUCCESS, "x");  // the board's leading byte alone
+        const auto [rc, reply] = script.front();
+        script.pop_front();
+        if (rc == SUCCESS) {
+            *recv = new unsigned char[reply.size() + 1];
+            std::memcpy(*recv, reply.data(), *recvLen = static_cast<int>(reply.size()));
         }
-        if (reply.first != SUCCESS) return reply.first;
-        *recv = new unsigned char[reply.second.size() + 1];
-        std::memcpy(*recv, reply.second.data(), reply.second.size());
-        *recvLen = static_cast<int>(reply.second.size());
-        return SUCCESS;
+        return rc;
     }
 };
 

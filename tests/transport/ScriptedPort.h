@@ -63,12 +63,9 @@ public:
     void useDefaultInterval() { bIntervalSetted = false; }
     // Opens device 8N1 as the port, which must be an unopened CommUart.
     int openSerial(const std::string& device, int baud, int flowControl = FLOW_CONTROL_NONE) {
-        uart_config.flow_control = static_cast<flow_control_e>(flowControl);
         devicePath = device;
-        uart_config.device = &devicePath[0];
-        uart_config.baud_rate = baud;
-        uart_config.data_bits = 8;
-        uart_config.stop_bits = 1;
+        uart_config = {&devicePath[0], baud, 8, 1, PARITY_NONE, static_cast<flow_control_e>(flowControl),
+                       uart_config.rx_timeout, uart_config.tx_timeout, 0, 0};
         return comm->Open(&uart_config);
     }
     // One exchange of command by either framing; what was handed over (with
