@@ -72,11 +72,11 @@ int TransportProtocol::verifyPid(int pid) {
 }
 
 // The longest a live process may keep the port in one turn: the pause before
-// its command, the longest exchange either framing allows on this line, and a
-// second for the RS-485 exchange's write budget. A waiter allows two such
-// turns, as one more process may be queued ahead. Deriving it from the
-// exchange deadline keeps a waiter from giving up on a holder that is still
-// within its own limits.
+// its command, the longest exchange either framing allows on this line (its
+// writes included: they end by the exchange's deadline), and a second of
+// margin. A waiter allows two such turns, as one more process may be queued
+// ahead. Deriving it from the exchange deadline keeps a waiter from giving up
+// on a holder that is still within its own limits.
 unsigned int TransportProtocol::portWaitBudgetMs() const {
     uint64_t turn = pauseMs() + longestExchangeMs() + 1000;
     uint64_t budget = 2 * turn;
