@@ -63,8 +63,8 @@ int LockNamedSem(sem_t* sem, unsigned int budgetMs) {
     return waitWithinBudget(sem, budgetMs);
 }
 
-// Absolute deadline "now + ms" on the given clock, computed as the original
-// devices did: in double precision, nanoseconds truncated.
+// Absolute deadline "now + ms" on the given clock, in double precision with
+// the nanoseconds truncated: the timed forms keep their established rounding.
 static timespec deadlineAfter(clockid_t clock, unsigned int ms) {
     timespec now{};
     clock_gettime(clock, &now);

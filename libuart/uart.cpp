@@ -56,14 +56,10 @@ int sendGivesUp() {
     return -1;
 }
 
-// Waits until the line has sent everything queued. Without a deadline that is
-// tcdrain, which waits for as long as flow control holds the output back; with
-// one the queue is polled instead, so the wait ends there. 0 or -1.
+// Waits until the line has sent everything queued: 0, or -1 at the deadline.
+// The queue is polled rather than drained with tcdrain, which would wait for
+// as long as flow control holds the output back.
 int drainBefore(int fd, uint64_t deadline) {
-    if (deadline == 0) {
-        tcdrain(fd);
-        return 0;
-    }
     for (;;) {
         int queued = 0;
         if (ioctl(fd, TIOCOUTQ, &queued) != 0 || queued == 0) return 0;
@@ -316,23 +312,34 @@ int uart_set_config(int fd, int baud, int data_bits, int stop_bits, int parity, 
     return applyLine(fd, tio);
 }
 
+// What a send may take when its caller gave no deadline: the time its bytes
+// take on the line at the configured rate (12 bits a character covers parity
+// and two stop bits) and a second for a peer that holds the line off briefly.
+// Flow control held off for good then ends the send instead of the caller.
+static uint64_t ownSendDeadline(const uart_config_s* config, size_t len) {
+    const uint64_t baud = config->baud_rate >= 150 ? static_cast<uint64_t>(config->baud_rate) : 150;
+    return monotonicMs() + (static_cast<uint64_t>(len) * 12 * 1000 + baud - 1) / baud + 1000;
+}
+
 int uart_send_data(void* handle, const unsigned char* buf, size_t len) {
     uart_s* port = portOf(handle);
     if (!isOpen(port) || buf == nullptr || len > INT_MAX) return -1;
+    const uint64_t deadline =
+        port->send_deadline != 0 ? port->send_deadline : ownSendDeadline(port->config, len);
     size_t done = 0;
     while (done < len) {
         // Read each time: the caller may change the pace while the port is open.
         int wait = port->config->tx_timeout > 0 ? port->config->tx_timeout : kDefaultWaitMs;
-        int ready = waitReady(port->uart_fd, true, waitBefore(port->send_deadline, wait));
+        int ready = waitReady(port->uart_fd, true, waitBefore(deadline, wait));
         if (ready < 0) {
             if (errno == EINTR) continue;
             perror("uart send select");
             return -1;
         }
         // A wait that timed out only paces the polling; what ends the send is
-        // the deadline, when the link protocol gave one.
+        // the deadline.
         if (ready == 0) {
-            if (passed(port->send_deadline)) return sendGivesUp();
+            if (passed(deadline)) return sendGivesUp();
             continue;
         }
         ssize_t written = write(port->uart_fd, buf + done, len - done);
@@ -344,7 +351,7 @@ int uart_send_data(void* handle, const unsigned char* buf, size_t len) {
             return -1;
         }
     }
-    if (drainBefore(port->uart_fd, port->send_deadline) != 0) return sendGivesUp();
+    if (drainBefore(port->uart_fd, deadline) != 0) return sendGivesUp();
     return static_cast<int>(done);
 }
 

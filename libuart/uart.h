@@ -58,10 +58,10 @@ int uart_deinit(void** handle);
 void uart_release(void** handle);
 
 // Writes all of buf and waits until the line has sent it; the byte count or
-// -1. Waits for writability in steps of tx_timeout ms. Without a send
-// deadline the waits go on for as long as the line holds the output back;
-// with one, the send gives up with -1 once a wait finds the deadline passed,
-// whether the bytes are still to be written or still queued for the line.
+// -1. Waits for writability in steps of tx_timeout ms, and gives up with -1
+// once a wait finds the send deadline passed, whether the bytes are still to
+// be written or still queued for the line. Without a deadline set, the send
+// has its own: the time its bytes take at the line's rate and one second.
 int uart_send_data(void* handle, const unsigned char* buf, size_t len);
 // Deadline for the sends that follow, in CLOCK_MONOTONIC milliseconds (the
 // clock of GetMonotonicTickMs); 0 removes it. The link protocol sets its

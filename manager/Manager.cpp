@@ -311,14 +311,21 @@ int Manager::openAttempt(STRUCT_SERVICE* req, int slotIdx) {
     return ERR_MGR_INTERNAL_ERROR;
 }
 
-// Returns with semManager held, unless taking it back failed.
+// Returns with semManager held, unless it fails. Commands may go on starting
+// between two looks, so a close that never meets a quiet moment gives up
+// after the lock's own budget rather than wait on them for ever.
 int Manager::waitForRunningCommands() {
+    const uint64_t began = GetMonotonicTickMs();
     for (;;) {
         bool running = iRunningCountCMD > 0;
         unlock();
         if (running) Sleep_ms(5);
         int result = lock();
         if (result != SUCCESS || !running) return result;
+        if (TickElapsedMs(began, GetMonotonicTickMs()) > kSemLockBudgetMs) {
+            unlock();
+            return ERR_SEM_TIMEOUT;
+        }
     }
 }
 

@@ -325,7 +325,7 @@ int TransportProtocol::openPort() {
 
 int TransportProtocol::openSerialPort() {
     static const char kCaller[] = "TransportProtocol::openPort";
-    if (comm == nullptr) comm = std::make_unique<CommUart>();
+    if (comm == nullptr) setPort(std::make_unique<CommUart>());
     int rc = comm->Open(&uart_config);
     if (rc != SUCCESS) {
         logPrintf(ERR, kCaller, "ERROR -> Port Not Opened !!!");
@@ -377,7 +377,7 @@ int TransportProtocol::shutPort(const char* caller, bool announce) {
         isOpened = false;
         logPrintf(INF, caller, "Port Closed !!!");
     }
-    comm.reset();
+    setPort(nullptr);
     destroySem();
     return SUCCESS;
 }
@@ -429,6 +429,32 @@ int TransportProtocol::callProtocolByHeritage(int, unsigned char*, int, unsigned
     return ERR_TRP_GENERIC;
 }
 
+namespace {
+
+// The port's turn for a scope, given back on every way out, an exception
+// included: a turn kept by a live process is never taken over, and would
+// stop every later command of every process on the line. Only a live holder
+// that keeps the port past the budget refuses it; a transport without a lock
+// runs unguarded, as it always could.
+class PortTurn {
+public:
+    PortTurn(TransportProtocol& transport, sem_t* sem)
+        : owner(transport), semaphore(sem), locked(transport.lockSem(sem)) {}
+    ~PortTurn() {
+        if (locked == SUCCESS) owner.releaseSem(semaphore);
+    }
+    PortTurn(const PortTurn&) = delete;
+    PortTurn& operator=(const PortTurn&) = delete;
+    bool refused() const { return locked == ERR_SEM_TIMEOUT; }
+
+private:
+    TransportProtocol& owner;
+    sem_t* semaphore;
+    int locked;
+};
+
+}  // namespace
+
 int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsigned char** recv,
                                     int* recvLen, int retries) {
     static const char kCaller[] = "TransportProtocol::sendRecvData";
@@ -438,10 +464,8 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
         if (comm == nullptr && !lineLost) return ERR_SER_PORT_NOT_FOUND;
     }
 
-    // Only a live holder that keeps the port stops the call; a transport
-    // without a lock runs unguarded, as it always could.
-    const int locked = lockSem(semPort);
-    if (locked == ERR_SEM_TIMEOUT) return locked;
+    PortTurn turn(*this, semPort);
+    if (turn.refused()) return ERR_SEM_TIMEOUT;
     unsigned int attempts = retries > 0 ? static_cast<unsigned int>(retries) : 1u;
     int rc = lineLost ? reopenLine() : SUCCESS;
     if (rc != SUCCESS) attempts = 0;
@@ -453,7 +477,7 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
             // No retry can cure it; the next command reopens the line.
             logPrintf(ERR, kCaller, "Line lost: [%s] !!!", portPath.c_str());
             lineLost = true;
-            comm.reset();
+            setPort(nullptr);
             rc = ERR_SER_PORT_NOT_FOUND;
             break;
         }
@@ -461,7 +485,6 @@ int TransportProtocol::sendRecvData(int cmd, unsigned char* send, int len, unsig
         if (!isRetryableLinkError(rc) && !doRetry(rc)) break;
         if (attempt + 1 < attempts) logPrintf(DBG, kCaller, "Retry: [%u]", attempt);
     }
-    if (locked == SUCCESS) releaseSem(semPort);
     return rc;
 }
 
@@ -488,15 +511,23 @@ int TransportProtocol::reopenLine() {
     int rc = port->Open(&uart_config);
     uart_config.device = edited;
     if (rc != SUCCESS) return ERR_SER_PORT_NOT_FOUND;
-    comm = std::move(port);
+    setPort(std::move(port));
     lineLost = false;
     logPrintf(INF, "TransportProtocol::sendRecvData", "Line back: [%s] !!!", resolved);
     return SUCCESS;
 }
 
 int TransportProtocol::getModemLines(unsigned char* pins) {
+    std::lock_guard<std::mutex> hold(portSwap);
     if (comm == nullptr) return ERR_TRP_PORT_NOT_OPENED;
     return comm->GetPinOut(pins);
+}
+
+// The one thread that owns the exchanges replaces the port object; the lock
+// only keeps a reader of the modem lines from using one being destroyed.
+void TransportProtocol::setPort(std::unique_ptr<CommBase> port) {
+    std::lock_guard<std::mutex> hold(portSwap);
+    comm = std::move(port);
 }
 
 int TransportProtocol::flush(int flags) {
@@ -518,11 +549,9 @@ template <typename Op>
 int TransportProtocol::whileHoldingPort(bool needsPort, Op op) {
     if (!isOpened) return ERR_TRP_PORT_NOT_OPENED;
     if (needsPort && comm == nullptr) return ERR_SER_PORT_NOT_FOUND;
-    const int locked = lockSem(semPort);
-    if (locked == ERR_SEM_TIMEOUT) return locked;
-    int rc = op();
-    if (locked == SUCCESS) releaseSem(semPort);
-    return rc;
+    PortTurn turn(*this, semPort);
+    if (turn.refused()) return ERR_SEM_TIMEOUT;
+    return op();
 }
 
 int TransportProtocol::sendData(unsigned char* buf, int len) {

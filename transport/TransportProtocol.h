@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "common/ProcessLock.h"
@@ -137,6 +138,7 @@ protected:
 
     char IO_port_info[60];
     std::unique_ptr<CommBase> comm;
+    std::mutex portSwap;  // held to replace comm and to read the modem lines
     Configuration* cfg;
     Log* log;
     // semPort is portLock's semaphore while the port is open.
@@ -186,6 +188,7 @@ private:
     void keepPace(const char* caller);
     bool lineGone() const;
     int reopenLine();
+    void setPort(std::unique_ptr<CommBase> port);
     // Runs op under the port semaphore once the port is open.
     template <typename Op>
     int whileHoldingPort(bool needsPort, Op op);

@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <stdarg.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <thread>
 #include <tuple>
@@ -19,6 +21,7 @@
 #include "libuart/comm_uart.h"
 #include "manager/Global.h"
 #include "support/FakePort.h"
+#include "support/TestSupport.h"
 
 using namespace std::chrono_literals;
 using siutest::PtyLine;
@@ -197,6 +200,37 @@ TEST_F(OpenPort, ReceiveWaitsOnceForItsTimeOutAndSendOutlastsItsWaits) {
               port.Write(reinterpret_cast<const unsigned char*>(block.data()), block.size()));
     board.join();
     EXPECT_TRUE(received == block);
+}
+
+// Software flow control ('X'), the board having sent XOFF: a send without a
+// deadline of its caller's gives up after its own, the bytes' time on the
+// line and one second; after XON the next send goes through.
+TEST(LineFlow, ASendThatXoffHoldsOffEndsAfterItsOwnDeadlineAndTheNextGoesAfterXon) {
+    PtyLine pty;
+    uart_config_s cfg = pty.config(115200, 8, PARITY_NONE, 1, 'X');
+    CommUart port;
+    ASSERT_EQ(SUCCESS, port.Open(&cfg));
+    auto lineTakes = [&](const char* flowByte, bool writable) {
+        pty.send(flowByte);
+        return siutest::waitFor([&] {
+            pollfd p{pty.slave, POLLOUT, 0};
+            return poll(&p, 1, 0) == (writable ? 1 : 0);
+        });
+    };
+    ASSERT_TRUE(lineTakes("\x13", false));
+    CaptureStderr();
+    const auto start = std::chrono::steady_clock::now();
+    auto held = std::async(std::launch::async, [&] {
+        return port.Write(reinterpret_cast<const unsigned char*>("abc"), 3);
+    });
+    if (held.wait_for(3s) != std::future_status::ready) ADD_FAILURE() << "the send waits on";
+    const auto took = (std::chrono::steady_clock::now() - start) / 1ms;
+    ASSERT_TRUE(lineTakes("\x11", true));
+    EXPECT_EQ(ERR_SER_WRITE_FAILED, held.get());
+    GetCapturedStderr();
+    EXPECT_GE(took, 1000);
+    EXPECT_LE(took, 1300);
+    EXPECT_EQ(3, port.Write(reinterpret_cast<const unsigned char*>("abc"), 3));
 }
 
 // A speed change makes the line raw again (8N1) at the new rate; the open's

@@ -231,6 +231,13 @@ TEST_F(PortSharing, TwoProcessesNeverInterleaveTheirExchanges) {
     }
 }
 
+TEST_F(PortSharing, AnExchangeThatThrowsStillGivesThePortBack) {
+    watch->script = {TestTransport::kThrows, 0};
+    EXPECT_THROW(watch->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1), std::runtime_error);
+    EXPECT_EQ(1, watch->semValue());
+    EXPECT_EQ(SUCCESS, watch->sendRecvData(1, nullptr, 0, nullptr, nullptr, 1));
+}
+
 TEST_F(PortSharing, AHolderKilledInAnExchangeHandsThePortToWaitersAlreadyBlockedInAnyDirectory) {
     pid_t holder = child([&] {
         auto tp = make(false);

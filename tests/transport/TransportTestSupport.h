@@ -10,9 +10,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <climits>
 #include <fstream>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,7 @@ using Texts = std::vector<std::string>;
 class TestTransport : public TransportProtocol {
 public:
     using TransportProtocol::TransportProtocol;
+    static constexpr int kThrows = INT_MIN;  // in a script: the attempt throws
     std::vector<int> script{0};
     int attempts = 0, semValueInExchange = -1, slotInExchange = -1;
     unsigned char mark = 0;
@@ -50,7 +53,9 @@ public:
             Sleep_ms(5);  // widens the window an unserialised exchange would need
             Write(closing, 2, false);
         }
-        return script[std::min<size_t>(attempts++, script.size() - 1)];
+        const int rc = script[std::min<size_t>(attempts++, script.size() - 1)];
+        if (rc == kThrows) throw std::runtime_error("exchange");
+        return rc;
     }
     int semValue(int v = -1) { return semPort && sem_getvalue(semPort, &v) == 0 ? v : -1; }
     int slot() { return semPid ? *semPid : -1; }
