@@ -15,6 +15,7 @@
 #include <cstring>
 #include <string>
 
+#include "common/Clock.h"
 #include "common/UniqueHandles.h"
 #include "manager/Global.h"
 
@@ -46,12 +47,6 @@ constexpr uint64_t kEmptyGraceMs = 2 * ProcessLock::kSliceMs;
 
 pid_t pidOf(uint64_t identity) {
     return static_cast<pid_t>(identity & kPidMask);
-}
-
-uint64_t monotonicMs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000u + static_cast<uint64_t>(now.tv_nsec) / 1000000u;
 }
 
 // State and start time of a process from /proc/<pid>/stat. False when the
@@ -234,7 +229,7 @@ bool ProcessLock::takeOverAbandoned(uint64_t self, EmptySince* empty, Wait* wait
         return false;
     }
     const uint64_t turns = record->turns.load();
-    const uint64_t now = monotonicMs();
+    const uint64_t now = GetMonotonicTickMs();
     if (!empty->seen || empty->turns != turns) {
         *empty = EmptySince{true, turns, now};
         return false;
@@ -251,10 +246,10 @@ int ProcessLock::acquire(unsigned int budgetMs, Wait* wait) {
     const uint64_t self = selfIdentity();
     // The clock reads whole milliseconds: one more keeps the wait at least
     // as long as the budget.
-    const uint64_t deadline = monotonicMs() + budgetMs + (budgetMs > 0 ? 1 : 0);
+    const uint64_t deadline = GetMonotonicTickMs() + budgetMs + (budgetMs > 0 ? 1 : 0);
     EmptySince empty;
     for (;;) {
-        uint64_t now = monotonicMs();
+        uint64_t now = GetMonotonicTickMs();
         uint64_t sliceEnd = now + kSliceMs < deadline ? now + kSliceMs : deadline;
         timespec until = monotonicDeadline(sliceEnd);
         if (sem_clockwait(sem, CLOCK_MONOTONIC, &until) == 0) {
@@ -264,7 +259,7 @@ int ProcessLock::acquire(unsigned int budgetMs, Wait* wait) {
         if (errno == EINTR) continue;
         if (errno != ETIMEDOUT) return ERR_SEM_GENERIC_ERROR;
         if (record != nullptr && takeOverAbandoned(self, &empty, wait)) return SUCCESS;
-        if (monotonicMs() >= deadline) {
+        if (GetMonotonicTickMs() >= deadline) {
             if (wait != nullptr) wait->heldBy = holder();
             return ERR_SEM_TIMEOUT;
         }

@@ -90,6 +90,7 @@ const Framing RS485 = {
 };
 // clang-format on
 
+// The pause between two point-to-point commands when none is configured.
 const uint64_t DEFAULT_INTERVAL_MS = 500;
 // NACKs, received and sent together, after which a command is unsupported.
 const int MAX_NACKS = 2;
@@ -141,10 +142,14 @@ int TransportProtocol::protocolNorva485(int /*cmd*/, unsigned char* send, int le
     return runExchange(RS485, send, len, recv, recvLen);
 }
 
+uint64_t TransportProtocol::pauseMs() const {
+    return bIntervalSetted ? intervalBetweenCommands : DEFAULT_INTERVAL_MS;
+}
+
 // Keeps the pause between two commands of the process. The clock starts at
 // the first command, which therefore waits the full interval too.
 void TransportProtocol::keepPace(const char* caller) {
-    const uint64_t interval = bIntervalSetted ? intervalBetweenCommands : DEFAULT_INTERVAL_MS;
+    const uint64_t interval = pauseMs();
     uint64_t now = GetMonotonicTickMs();
     uint64_t unset = 0;
     ullL1_LastCommand.compare_exchange_strong(unset, commandStamp());

@@ -18,13 +18,6 @@
 #include "manager/Global.h"
 #include "transport/TransportProtocol.h"
 
-namespace {
-
-// The pause the point-to-point exchange keeps when none is configured.
-const uint64_t kDefaultIntervalMs = 500;
-
-}  // namespace
-
 void TransportProtocol::ShmDetach::operator()(int* slot) const {
     if (slot != nullptr) shmdt(slot);
 }
@@ -79,14 +72,13 @@ int TransportProtocol::verifyPid(int pid) {
 }
 
 // The longest a live process may keep the port in one turn: the pause before
-// its command, the longest exchange either framing allows on this line, and a
-// second for the RS-485 exchange's write budget. A waiter allows two such
-// turns, as one more process may be queued ahead. Deriving it from the
-// exchange deadline keeps a waiter from giving up on a holder that is still
-// within its own limits.
+// its command, the longest exchange either framing allows on this line (its
+// writes included: they end by the exchange's deadline), and a second of
+// margin. A waiter allows two such turns, as one more process may be queued
+// ahead. Deriving it from the exchange deadline keeps a waiter from giving up
+// on a holder that is still within its own limits.
 unsigned int TransportProtocol::portWaitBudgetMs() const {
-    uint64_t interval = bIntervalSetted ? intervalBetweenCommands : kDefaultIntervalMs;
-    uint64_t turn = interval + longestExchangeMs() + 1000;
+    uint64_t turn = pauseMs() + longestExchangeMs() + 1000;
     uint64_t budget = 2 * turn;
     return budget > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(budget);
 }

@@ -182,6 +182,9 @@ private:
     // One framed exchange as the framing describes it.
     int runExchange(const linkframing::Framing& framing, const unsigned char* send, int len,
                     unsigned char** recv, int* recvLen);
+    // The pause kept between two point-to-point commands: the configured
+    // one, else the default.
+    uint64_t pauseMs() const;
     void keepPace(const char* caller);
     bool lineGone() const;
     int reopenLine();

@@ -12,28 +12,17 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/common/ControlClient.h"
+
 namespace siusim {
 
 namespace {
 
 constexpr size_t kMaxLine = 4096;
 
-bool makeAddress(const std::string& path, sockaddr_un& addr) {
-    addr = {};
-    addr.sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof addr.sun_path) return false;
-    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    return true;
-}
-
-UniqueFd connectTo(const std::string& path) {
-    sockaddr_un addr;
-    if (!makeAddress(path, addr)) return UniqueFd();
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd || connect(fd.get(), reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0)
-        return UniqueFd();
-    return fd;
-}
+// The simulator answers from its loop at once; this bounds a shell's wait on
+// one that has stopped.
+constexpr int kClientBudgetMs = 5000;
 
 }  // namespace
 
@@ -42,7 +31,7 @@ std::string controlPathFor(const std::string& link) {
 }
 
 bool controlSocketAnswers(const std::string& socketPath) {
-    return static_cast<bool>(connectTo(socketPath));
+    return static_cast<bool>(siutools::connectUnix(socketPath, kClientBudgetMs));
 }
 
 int runControlClient(const std::string& path, const std::vector<std::string>& words) {
@@ -50,40 +39,29 @@ int runControlClient(const std::string& path, const std::vector<std::string>& wo
     struct stat st {};
     const bool isSocket = stat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode);
     const std::string socketPath = isSocket ? path : controlPathFor(path);
-    UniqueFd fd = connectTo(socketPath);
-    if (!fd) {
-        std::fprintf(stderr, "siusim: no simulator answers on %s\n", socketPath.c_str());
-        return 2;
-    }
     std::string line;
     for (const std::string& w : words) line += (line.empty() ? "" : " ") + w;
-    line += '\n';
-    timeval tv{5, 0};
-    setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    if (send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL) !=
-        static_cast<ssize_t>(line.size())) {
-        std::fprintf(stderr, "siusim: cannot send to %s\n", socketPath.c_str());
-        return 2;
-    }
     std::string answer;
-    char buf[512];
-    while (answer.find('\n') == std::string::npos) {
-        const ssize_t n = recv(fd.get(), buf, sizeof buf, 0);
-        if (n <= 0) break;
-        answer.append(buf, static_cast<size_t>(n));
+    switch (siutools::askControl(socketPath, line, kClientBudgetMs, &answer)) {
+        case siutools::ControlOutcome::Unreachable:
+            std::fprintf(stderr, "siusim: no simulator answers on %s\n", socketPath.c_str());
+            return 2;
+        case siutools::ControlOutcome::NotSent:
+            std::fprintf(stderr, "siusim: cannot send to %s\n", socketPath.c_str());
+            return 2;
+        case siutools::ControlOutcome::NoAnswer:
+            std::fprintf(stderr, "siusim: no answer from %s\n", socketPath.c_str());
+            return 2;
+        case siutools::ControlOutcome::Answered:
+            break;
     }
-    if (answer.empty()) {
-        std::fprintf(stderr, "siusim: no answer from %s\n", socketPath.c_str());
-        return 2;
-    }
-    answer = answer.substr(0, answer.find('\n'));
     std::printf("%s\n", answer.c_str());
     return answer.rfind("OK", 0) == 0 ? 0 : 1;
 }
 
 bool ControlServer::listen(const std::string& socketPath, std::string& error) {
     sockaddr_un addr;
-    if (!makeAddress(socketPath, addr)) {
+    if (!siutools::unixAddress(socketPath, addr)) {
         error = "control socket path too long: " + socketPath;
         return false;
     }

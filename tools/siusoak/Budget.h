@@ -52,8 +52,7 @@ struct BudgetSettings {
 //   1000 / DeviceRxTimeout + 1 of them three times over on RS-485;
 unsigned exchangeDeadlineMs(const Line& line, bool rs485);
 // - a wait for the port gives up after two turns of a holder, a turn being
-//   the pause, a longest frame each way at 12 bits a character, ten receive
-//   time-outs and one second;
+//   the pause, the longer of the two exchange deadlines above and one second;
 unsigned portWaitMs(const Line& line);
 // - a wait for the configuration file gives up after 5 s, one for a log
 //   channel after 1 s (the record is dropped).

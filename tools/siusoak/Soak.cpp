@@ -5,8 +5,6 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,7 +21,7 @@
 #include <sstream>
 #include <vector>
 
-#include "common/UniqueHandles.h"
+#include "tools/common/ControlClient.h"
 #include "tools/siuctl/ResultCodes.h"
 #include "tools/siusoak/Client.h"
 
@@ -83,27 +81,9 @@ bool isolate(std::string& why) {
 // One command over a simulator's control socket; its answer, or "" when none
 // came within two seconds.
 std::string control(const std::string& link, const std::string& command) {
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    const std::string path = link + ".ctl";
-    if (path.size() >= sizeof addr.sun_path) return "";
-    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    const UniqueFd socketFd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const int fd = socketFd.get();
-    if (fd < 0) return "";
-    timeval tv{2, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
     std::string answer;
-    const std::string line = command + "\n";
-    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
-        send(fd, line.data(), line.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.size())) {
-        char buf[256];
-        ssize_t n;
-        while (answer.find('\n') == std::string::npos && (n = recv(fd, buf, sizeof buf, 0)) > 0)
-            answer.append(buf, static_cast<size_t>(n));
-    }
-    return answer.substr(0, answer.find('\n'));
+    siutools::askControl(link + ".ctl", command, 2000, &answer);
+    return answer;
 }
 
 // The resident memory of a process in kB, or -1.

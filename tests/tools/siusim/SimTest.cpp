@@ -3,11 +3,14 @@
 // its command line, and its lifecycle around its link.
 
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "SimHarness.h"
+#include "tools/common/ControlClient.h"
 
 using namespace simtest;
 
@@ -165,6 +168,44 @@ TEST(ControlInterface, HandsOutAndClearsTheRecordOfReceivedCommandsThatTheFileKe
     // The stamps are of the monotonic clock the test itself reads.
     const double now = std::chrono::steady_clock::now().time_since_epoch() / 1.0ms;
     EXPECT_NEAR(now - 5000, std::stod(records.substr(5)), 5000);
+}
+
+TEST(ControlClient, TakesALineTrickledWithinItsBudgetAndGivesUpOnOneThatNeverEnds) {
+    using siutools::ControlOutcome;
+    struct Case {
+        std::string trickle;  // sent a byte every 20 ms, then 'x' for 3 s unless it ends the line
+        ControlOutcome outcome;
+        const char* answer;
+    };
+    for (const Case& c : {Case{"OK pong\n", ControlOutcome::Answered, "OK pong"},
+                          Case{"OK pong", ControlOutcome::NoAnswer, ""}}) {
+        siutest::TempDir d;
+        sockaddr_un addr;
+        ASSERT_TRUE(siutools::unixAddress(d.file("ctl"), addr));
+        const UniqueFd server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(0, bind(server.get(), reinterpret_cast<sockaddr*>(&addr), sizeof addr));
+        ASSERT_EQ(0, listen(server.get(), 1));
+        std::thread peer([&] {
+            pollfd p{server.get(), POLLIN, 0};
+            if (poll(&p, 1, 3000) != 1) return;
+            const UniqueFd fd(accept(server.get(), nullptr, nullptr));
+            const auto end = std::chrono::steady_clock::now() + 3s;
+            for (size_t i = 0; std::chrono::steady_clock::now() < end; ++i) {
+                const char byte = i < c.trickle.size() ? c.trickle[i] : 'x';
+                if (send(fd.get(), &byte, 1, MSG_NOSIGNAL) != 1 || byte == '\n') break;
+                std::this_thread::sleep_for(20ms);
+            }
+        });
+        std::string answer = "stale";
+        const auto began = std::chrono::steady_clock::now();
+        EXPECT_EQ(c.outcome, siutools::askControl(d.file("ctl"), "ping", 500, &answer));
+        const auto took = std::chrono::steady_clock::now() - began;
+        peer.join();
+        EXPECT_EQ(c.answer, answer);
+        // A whole line ends the wait within the budget, a line that never ends at it.
+        EXPECT_EQ(c.outcome == ControlOutcome::Answered, took < 500ms);
+        EXPECT_LT(took, 1500ms);
+    }
 }
 
 TEST(CommandLine, RefusesWhatItCannotRunWithTheExitStatusAndAMessage) {
