@@ -165,7 +165,7 @@ int main(int argc, char** argv) {
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 100));
         std::vector<double> got(kClients, -1);
         const auto t0 = Clock::now();
-        control(b.line, "set-flag S 1 1 " + std::to_string((r + 1) % 2));
+        control(b.board.link(), "set-flag S 1 1 " + std::to_string((r + 1) % 2));
         std::vector<std::thread> waiters;
         for (int i = 0; i < kClients; ++i)
             waiters.emplace_back([&, i] {

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "libuart/uart.h"
+#include "support/TestSupport.h"
 
 namespace siutest {
 
@@ -52,6 +53,15 @@ public:
     bool inputPending(int timeoutMs = 5000) const {
         pollfd p{slave, POLLIN, 0};
         return poll(&p, 1, timeoutMs) == 1;
+    }
+    // Sends XOFF or XON and waits until the line has taken it (stopped or
+    // started taking output), before a flush of the input could discard it.
+    bool flow(const char* byte, bool writable) const {
+        send(byte);
+        return waitFor([&] {
+            pollfd p{slave, POLLOUT, 0};
+            return poll(&p, 1, 0) == (writable ? 1 : 0);
+        });
     }
     void closeMaster() {
         if (masterFd >= 0) close(masterFd);

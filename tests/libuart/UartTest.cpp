@@ -4,7 +4,6 @@
 
 #include <errno.h>
 #include <stdarg.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 
 #include <gtest/gtest.h>
@@ -20,7 +19,6 @@
 #include "libuart/PtyLine.h"
 #include "libuart/comm_uart.h"
 #include "manager/Global.h"
-#include "support/TestSupport.h"
 
 using namespace std::chrono_literals;
 using siutest::PtyLine;
@@ -209,14 +207,7 @@ TEST(LineFlow, ASendThatXoffHoldsOffEndsAfterItsOwnDeadlineAndTheNextGoesAfterXo
     uart_config_s cfg = pty.config(115200, 8, PARITY_NONE, 1, 'X');
     CommUart port;
     ASSERT_EQ(SUCCESS, port.Open(&cfg));
-    auto lineTakes = [&](const char* flowByte, bool writable) {
-        pty.send(flowByte);
-        return siutest::waitFor([&] {
-            pollfd p{pty.slave, POLLOUT, 0};
-            return poll(&p, 1, 0) == (writable ? 1 : 0);
-        });
-    };
-    ASSERT_TRUE(lineTakes("\x13", false));
+    ASSERT_TRUE(pty.flow("\x13", false));
     CaptureStderr();
     const auto start = std::chrono::steady_clock::now();
     auto held = std::async(std::launch::async, [&] {
@@ -224,7 +215,7 @@ TEST(LineFlow, ASendThatXoffHoldsOffEndsAfterItsOwnDeadlineAndTheNextGoesAfterXo
     });
     if (held.wait_for(3s) != std::future_status::ready) ADD_FAILURE() << "the send waits on";
     const auto took = (std::chrono::steady_clock::now() - start) / 1ms;
-    ASSERT_TRUE(lineTakes("\x11", true));
+    ASSERT_TRUE(pty.flow("\x11", true));
     EXPECT_EQ(ERR_SER_WRITE_FAILED, held.get());
     GetCapturedStderr();
     EXPECT_GE(took, 1000);

@@ -4,8 +4,6 @@
 // and started again on the same link, as an adapter unplugged and plugged
 // back looks).
 
-#include <poll.h>
-
 #include <future>
 #include <thread>
 
@@ -91,16 +89,7 @@ TEST(ExchangeDeadline, EndsAWriteThatFlowControlHoldsOffAndTheNextCommandGoesOnA
         siutest::PtyLine pty;
         LinkUnderTest link(std::make_unique<CommUart>(), 300, 300);
         ASSERT_EQ(0, link.openSerial(pty.path(), 115200, 'X'));
-        // Awaited until the line has taken it: the exchange's flush would
-        // discard it from the input before that.
-        auto flowChar = [&](const char* byte, bool writable) {
-            pty.send(byte);
-            return siutest::waitFor([&] {
-                pollfd p{pty.slave, POLLOUT, 0};
-                return poll(&p, 1, 0) == (writable ? 1 : 0);
-            });
-        };
-        ASSERT_TRUE(flowChar("\x13", false)) << "XOFF did not stop the line";
+        ASSERT_TRUE(pty.flow("\x13", false)) << "XOFF did not stop the line";
         const auto start = Clock::now();
         auto held = std::async(std::launch::async, [&] { return link.exchange(c.rs485, "1"); });
         // Bounded, so that a write that waits for good fails the test.
@@ -108,7 +97,7 @@ TEST(ExchangeDeadline, EndsAWriteThatFlowControlHoldsOffAndTheNextCommandGoesOnA
             std::future_status::ready)
             ADD_FAILURE() << c.rs485 << ": the write still waits " << msSince(start) << " ms on";
         const long took = msSince(start);
-        ASSERT_TRUE(flowChar("\x11", true)) << "XON did not start the line";
+        ASSERT_TRUE(pty.flow("\x11", true)) << "XON did not start the line";
         EXPECT_EQ(c.code, held.get()) << c.rs485;
         EXPECT_GE(took, c.deadline - 50) << c.rs485;
         EXPECT_LE(took, c.deadline + 300) << c.rs485;

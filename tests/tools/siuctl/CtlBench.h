@@ -3,6 +3,7 @@
 // directory of their own) against the real siusim running the example board.
 
 #include "support/TestSupport.h"
+#include "tools/siusim/SimHarness.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -84,9 +85,7 @@ struct Bench {
         for (const std::string& d : {logs, dir}) std::filesystem::create_directories(d);
         std::filesystem::copy_file(SIU_LIBRARY, dir + "/libNorvaSensorBoard.so.1");
         std::filesystem::copy_file(LOGSO_PATH, dir + "/Log.so");
-        configure(line);
-        if (!siutest::waitFor([&] { return run(simArgs({"ping"})).status == 0; }, 10s, 20ms))
-            throw std::runtime_error("no siusim: " + siutest::readWholeFile(tmp.file("sim.err")));
+        configure(board.link());
     }
     // The example configuration, with DevicePort port and LogPath logs.
     void configure(const std::string& port) const {
@@ -97,22 +96,19 @@ struct Bench {
     }
     Args ctl(const Args& args) const { return Args{SIUCTL_EXE, "--lib", dir} + args; }
     Result siuctl(const Args& args) const { return run(ctl(args)); }
-    Args simArgs(const Args& words) const { return Args{SIUSIM_EXE, "--control", line} + words; }
-    // The first line of the simulator's answer, which must be OK.
+    // The simulator's one-line answer to the control command, which must be OK.
     std::string sim(const Args& words) const {
-        const Result r = run(simArgs(words));
-        EXPECT_EQ(0, r.status) << words[0] << ": " << r.out << r.err;
-        return r.out.substr(0, r.out.find('\n'));
+        std::string command = words[0];
+        for (size_t i = 1; i < words.size(); ++i) command += " " + words[i];
+        const std::string answer = board.control(command);
+        EXPECT_EQ("OK", answer.substr(0, 2)) << command << ": " << answer;
+        return answer;
     }
 
     siutest::TempDir tmp;
     std::string dir = tmp.file("run");
-    std::string line = tmp.file("line");
     std::string logs = tmp.file("logs");
-    Process simulator{
-        {SIUSIM_EXE, "--link", line, "--board", SIU_SOURCE_DIR "/examples/siusim-board.ini"},
-        tmp.file("sim.out"),
-        tmp.file("sim.err")};
+    simtest::Sim board{simtest::Wire::Direct, {"--board", SIU_SOURCE_DIR "/examples/siusim-board.ini"}};
 };
 
 }  // namespace ctltest
