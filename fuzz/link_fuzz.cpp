@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 
 #include "manager/Global.h"
 #include "tests/transport/ScriptedPort.h"

@@ -7,9 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <climits>
-#include <cstring>
 #include <random>
-#include <string>
 #include <tuple>
 #include <vector>
 

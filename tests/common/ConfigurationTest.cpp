@@ -1,13 +1,10 @@
 #include "common/Configuration.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <semaphore.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <future>
-#include <string>
 
 #include "StandinLog.h"
 #include "common/ProcessLock.h"

@@ -1,17 +1,10 @@
 #include "common/Log.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstring>
 #include <future>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "StandinLog.h"
 #include "common/Configuration.h"
-#include "common/LogDll.h"
 #include "common/ProcessLock.h"
 #include "common/Threads.h"
 #include "manager/Global.h"

@@ -8,8 +8,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <string>
-
 #include "manager/Global.h"
 #include "support/TestSupport.h"
 

@@ -5,10 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstring>
 #include <deque>
-#include <string>
 #include <thread>
 #include <vector>
 

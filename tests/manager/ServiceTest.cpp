@@ -3,10 +3,6 @@
 // that frame each command in the log, and closes that wait for running
 // commands.
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <string>
 #include <thread>
 
 #include "support/ServiceFixture.h"

@@ -3,8 +3,6 @@
 // budgets and of the work-area bound, port failures) and against the simulated
 // board on a pty (each of its faults, the pacing).
 
-#include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "common/Clock.h"

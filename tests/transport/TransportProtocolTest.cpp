@@ -3,8 +3,6 @@
 
 #include "transport/TransportProtocol.h"
 
-#include <stdexcept>
-
 #include "TransportTestSupport.h"
 #include "transport/LogicProtocol.h"
 

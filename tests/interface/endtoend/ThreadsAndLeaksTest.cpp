@@ -3,15 +3,11 @@
 // presets run these under ThreadSanitizer and LeakSanitizer, which turn a
 // race or a lost allocation into a failure.
 
-#include <gtest/gtest.h>
-
 #include <malloc.h>
 
 #include <array>
 #include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "support/ServiceFixture.h"
 #include "tools/siusim/SimHarness.h"
