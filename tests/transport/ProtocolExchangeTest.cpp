@@ -35,42 +35,15 @@ std::string reply(const std::string& data, bool spoiled = false) {
 
 }  // namespace
 
-TEST(NorvaDiretoExchange, ReportsEachOutcomeTheSimulatorCannotProduce) {
-    const struct {
-        const char* name;
-        Script answer;
-        int expected;
-        std::string reply;
-        std::deque<int> writeResults = {};
-    } cases[] = {
-        {"clean", {0x06, 0x02, 0x31, 0x32, 0x03, 0x02}, 0, "\x31\x32"},
-        {"wrong STX", {0x06, 0x41}, ERR_SER_STX, ""},
-        {"read fails", {0x06, 0x02, ERR_SER_READ_FAILED}, ERR_SER_TIMEOUT, ""},
-        {"write fails", {}, ERR_SER_TIMEOUT, "", {ERR_SER_WRITE_FAILED}},
-        {"short write", {}, ERR_SER_TIMEOUT, "", {3}},
-        {"4 empty reads", {0x06, 0x02, '1', S, S, S, S, '2', 0x03, 0x02}, 0, "12"},
-        {"5 empty reads", {0x06, 0x02, '1', S, S, S, S, S, '2', 0x03, 0x02}, ERR_SER_TIMEOUT, ""},
-        // ACK, STX, data, ETX and BCC: 1000 bytes fill the work area exactly.
-        {"1000 bytes", longReply(996), 0, std::string(996, 'x')},
-        {"1001 bytes", longReply(997), ERR_SER_INVALID_SIZE, ""},
-        {"endless noise", std::string(5000, 'x'), ERR_SER_INVALID_SIZE, ""},
-    };
-    for (const auto& c : cases) {
-        ScriptedLink s(c.answer);
-        s.port->writeResults = c.writeResults;
-        std::string reply = "untouched";
-        EXPECT_EQ(s.link.exchange(false, "AB", &reply), c.expected) << c.name;
-        EXPECT_EQ(reply, c.reply) << c.name;
-        const std::vector<std::string> acked{DIRETO_AB, ACK}, refused{DIRETO_AB};
-        EXPECT_EQ(s.port->writes, c.expected == 0 ? acked : refused) << c.name;
-    }
-}
-
-TEST(Norva485Exchange, ReportsEachOutcomeWithinItsLimits) {
+// What the simulator cannot produce, and the limits of each framing.
+TEST(ScriptedExchange, EachFramingReportsEveryOutcomeWithinItsLimits) {
     const std::string good = ACK + reply("12"), bad = reply("12", true), d12("12\0", 3);
-    const std::string f = RS485_AB, x993(993, 'x');
-    const int WRITE_FAILED = ERR_SER_WRITE_FAILED, REFUSED = ERR_CMD_NOT_SUPPORTED;
+    const std::string d = DIRETO_AB, f = RS485_AB, x993(993, 'x');
+    const int WRITE_FAILED = ERR_SER_WRITE_FAILED, REFUSED = ERR_CMD_NOT_SUPPORTED,
+              TIMEOUT = ERR_SER_TIMEOUT;
+    const bool P2P = false, RS485 = true;
     const struct {
+        bool rs485;
         const char* name;
         Script answer;
         int expected;
@@ -79,33 +52,44 @@ TEST(Norva485Exchange, ReportsEachOutcomeWithinItsLimits) {
         std::deque<int> writeResults = {};
         int rxTimeout = 1000, txTimeout = 1000;
     } cases[] = {
-        {"clean", good, 0, d12, {f, ACK}},
+        {P2P, "clean", {0x06, 0x02, 0x31, 0x32, 0x03, 0x02}, 0, "12", {d, ACK}},
+        {P2P, "wrong STX", {0x06, 0x41}, ERR_SER_STX, "", {d}},
+        {P2P, "read fails", {0x06, 0x02, ERR_SER_READ_FAILED}, TIMEOUT, "", {d}},
+        {P2P, "write fails", {}, TIMEOUT, "", {d}, {ERR_SER_WRITE_FAILED}},
+        {P2P, "short write", {}, TIMEOUT, "", {d}, {3}},
+        {P2P, "4 empty reads", {6, 2, '1', S, S, S, S, '2', 3, 2}, 0, "12", {d, ACK}},
+        {P2P, "5 empty reads", {6, 2, '1', S, S, S, S, S, '2', 3, 2}, TIMEOUT, "", {d}},
+        // ACK, STX, data, ETX and BCC: 1000 bytes fill the work area exactly.
+        {P2P, "1000 bytes", longReply(996), 0, std::string(996, 'x'), {d, ACK}},
+        {P2P, "1001 bytes", longReply(997), ERR_SER_INVALID_SIZE, "", {d}},
+        {P2P, "endless noise", std::string(5000, 'x'), ERR_SER_INVALID_SIZE, "", {d}},
+        {RS485, "clean", good, 0, d12, {f, ACK}},
         // An ETX among the header bytes is header.
-        {"empty", ACK + "\x01\x03\x03\x03\x03\x01", 0, {'\0'}, {f, ACK}},
-        {"2 NACKs", NACK + NACK + good, 0, d12, {f, f, f, ACK}},
-        {"3 NACKs", NACK + NACK + NACK + good, REFUSED, "", {f, f, f}},
+        {RS485, "empty", ACK + "\x01\x03\x03\x03\x03\x01", 0, {'\0'}, {f, ACK}},
+        {RS485, "2 NACKs", NACK + NACK + good, 0, d12, {f, f, f, ACK}},
+        {RS485, "3 NACKs", NACK + NACK + NACK + good, REFUSED, "", {f, f, f}},
         // Received and sent NACKs count together.
-        {"NACK and 2 bad", NACK + ACK + bad + bad + reply("12"), REFUSED, "", {f, f, NACK}},
-        {"read fails", {0x06, 0x01, ERR_SER_READ_FAILED}, ERR_SER_READ_FAILED, "", {f}},
-        {"frame unwritten", {}, WRITE_FAILED, "", {f}, {WRITE_FAILED}},
-        {"ACK unwritten", good, WRITE_FAILED, "", {f, ACK}, {8, WRITE_FAILED}},
-        {"NACK unwritten", ACK + bad, WRITE_FAILED, "", {f, NACK}, {8, WRITE_FAILED}},
+        {RS485, "NACK and 2 bad", NACK + ACK + bad + bad + reply("12"), REFUSED, "", {f, f, NACK}},
+        {RS485, "read fails", {0x06, 0x01, ERR_SER_READ_FAILED}, ERR_SER_READ_FAILED, "", {f}},
+        {RS485, "frame unwritten", {}, WRITE_FAILED, "", {f}, {WRITE_FAILED}},
+        {RS485, "ACK unwritten", good, WRITE_FAILED, "", {f, ACK}, {8, WRITE_FAILED}},
+        {RS485, "NACK unwritten", ACK + bad, WRITE_FAILED, "", {f, NACK}, {8, WRITE_FAILED}},
         // 500 ms time-outs give 1000 / 500 + 1 = 3 tries, reads or writes.
-        {"2 silences", {0x06, 0x01, 'H', ')', S, S, '0', 3, 0x53}, 0, {'\0'}, {f, ACK}, {}, 500},
-        {"3 silences", {0x06, 0x01, 'H', ')', S, S, S, '0', 3, 0x53}, ERR_SER_TIMEOUT, "", {f}, {}, 500},
-        {"3 unwritten", good, 0, d12, {f, f, f, f, ACK}, {0, 0, 0}, 1000, 500},
-        {"4 unwritten", good, ERR_SER_TIMEOUT, "", {f, f, f, f}, {0, 0, 0, 0}, 1000, 500},
-        {"no time-outs", {}, ERR_SER_TIMEOUT, "", {f}, {}, 0, -5},
+        {RS485, "2 silences", {6, 1, 'H', ')', S, S, '0', 3, 0x53}, 0, {'\0'}, {f, ACK}, {}, 500},
+        {RS485, "3 silences", {6, 1, 'H', ')', S, S, S, '0', 3, 0x53}, TIMEOUT, "", {f}, {}, 500},
+        {RS485, "3 unwritten", good, 0, d12, {f, f, f, f, ACK}, {0, 0, 0}, 1000, 500},
+        {RS485, "4 unwritten", good, TIMEOUT, "", {f, f, f, f}, {0, 0, 0, 0}, 1000, 500},
+        {RS485, "no time-outs", {}, TIMEOUT, "", {f}, {}, 0, -5},
         // The ACK and a reply of 999 bytes fill the work area exactly.
-        {"1000 bytes", ACK + reply(x993), 0, x993 + '\0', {f, ACK}},
-        {"1001 bytes", ACK + reply(x993 + 'x'), ERR_SER_INVALID_SIZE, "", {f}},
-        {"endless noise", std::string(5000, 'x'), ERR_SER_INVALID_SIZE, "", {f}},
+        {RS485, "1000 bytes", ACK + reply(x993), 0, x993 + '\0', {f, ACK}},
+        {RS485, "1001 bytes", ACK + reply(x993 + 'x'), ERR_SER_INVALID_SIZE, "", {f}},
+        {RS485, "endless noise", std::string(5000, 'x'), ERR_SER_INVALID_SIZE, "", {f}},
     };
     for (const auto& c : cases) {
         ScriptedLink s(c.answer, c.rxTimeout, c.txTimeout);
         s.port->writeResults = c.writeResults;
         std::string got = "untouched";
-        EXPECT_EQ(s.link.exchange(true, "AB", &got), c.expected) << c.name;
+        EXPECT_EQ(s.link.exchange(c.rs485, "AB", &got), c.expected) << c.name;
         EXPECT_EQ(got, c.reply) << c.name;
         EXPECT_EQ(s.port->writes, c.writes) << c.name;
     }
