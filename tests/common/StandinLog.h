@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <sstream>
-#include <string>
 #include <vector>
 
 #include "common/LogDll.h"

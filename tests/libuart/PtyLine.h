@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string>
 
 #include "libuart/uart.h"
 #include "support/TestSupport.h"

@@ -8,10 +8,8 @@
 
 #include <atomic>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <mutex>
-#include <string>
 #include <vector>
 
 #include "common/Configuration.h"

@@ -7,15 +7,11 @@
 #include <semaphore.h>
 #include <signal.h>
 #include <sys/shm.h>
-#include <unistd.h>
 
 #include <climits>
 #include <fstream>
 #include <map>
 #include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "common/Clock.h"
 #include "common/Configuration.h"

@@ -5,16 +5,10 @@
 #include "support/TestSupport.h"
 #include "tools/siusim/SimHarness.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
 
 #include <filesystem>
-#include <regex>
 #include <stdexcept>
-#include <vector>
 
 namespace ctltest {
 

@@ -10,9 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <regex>
-#include <string>
 #include <vector>
 
 #include "support/TestSupport.h"
