@@ -136,8 +136,8 @@ TEST_F(TransportTest, ALostLineFailsAtOnceAndTheNextCommandAfterItsReturnReopens
         // The link goes with the board, as an adapter's by-id link does: a
         // stale one would name a terminal that another test's may now be.
         unlink(link.c_str());
-        kill(board->pid, SIGKILL);
-        ASSERT_EQ(128 + SIGKILL, exitStatus(board->pid));
+        board->process.signal(SIGKILL);
+        ASSERT_EQ(128 + SIGKILL, board->process.wait(std::chrono::seconds(5)));
         board.reset();
         lib.clear();
         for (int outage = 0; outage < 2; ++outage) {  // lost, then still away

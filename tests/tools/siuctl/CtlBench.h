@@ -5,74 +5,19 @@
 #include "support/TestSupport.h"
 #include "tools/siusim/SimHarness.h"
 
-#include <spawn.h>
-
 #include <filesystem>
-#include <stdexcept>
 
 namespace ctltest {
 
 using namespace std::chrono_literals;
-using Args = std::vector<std::string>;
+using siutest::Args;
+using siutest::Process;
+using siutest::Result;
+using siutest::run;
+using siutest::operator+;
 
 // siuctl's timestamps, as a regular expression
 const std::string kTime = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
-
-inline Args operator+(Args a, const Args& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-// A child writing to files; ended (SIGTERM) and reaped at destruction.
-class Process {
-public:
-    Process(Args argv, const std::string& outFile, const std::string& errFile) {
-        std::vector<char*> p;
-        for (std::string& s : argv) p.push_back(s.data());
-        p.push_back(nullptr);
-        posix_spawn_file_actions_t fa;
-        posix_spawn_file_actions_init(&fa);
-        posix_spawn_file_actions_addopen(&fa, 0, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&fa, 1, outFile.c_str(), O_WRONLY | O_CREAT, 0644);
-        posix_spawn_file_actions_addopen(&fa, 2, errFile.c_str(), O_WRONLY | O_CREAT, 0644);
-        const int rc = posix_spawn(&pid, p[0], &fa, nullptr, p.data(), environ);
-        posix_spawn_file_actions_destroy(&fa);
-        if (rc != 0) throw std::runtime_error("cannot start " + argv[0]);
-    }
-    ~Process() {
-        signal(SIGTERM);
-        if (wait(5s) < 0) signal(SIGKILL);
-        wait(5s);
-    }
-    void signal(int sig) const {
-        if (pid > 0) kill(pid, sig);
-    }
-    // The exit status, 128 + the signal that ended it, or -1 while it runs.
-    int wait(std::chrono::milliseconds timeout) {
-        int st = 0;
-        if (pid > 0 &&
-            siutest::waitFor([&] { return waitpid(pid, &st, WNOHANG) == pid; }, timeout)) {
-            pid = 0;
-            status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
-        }
-        return status;
-    }
-
-private:
-    pid_t pid = -1;
-    int status = -1;
-};
-
-struct Result {
-    int status;
-    std::string out, err;
-};
-
-inline Result run(const Args& argv) {
-    siutest::TempDir d;
-    const int status = Process(argv, d.file("out"), d.file("err")).wait(30s);
-    return {status, siutest::readWholeFile(d.file("out")), siutest::readWholeFile(d.file("err"))};
-}
 
 struct Bench {
     Bench() {

@@ -3,21 +3,18 @@
 // here are built by hand, independently of the simulator and of the library,
 // and are themselves pinned to literal bytes in the framing tests.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <regex>
-#include <vector>
+#include <sstream>
 
 #include "support/TestSupport.h"
 
 namespace simtest {
 
 using Bytes = std::vector<uint8_t>;
+using siutest::operator+;
 using namespace std::chrono_literals;
 
 enum class Wire { Direct, Rs485 };
@@ -50,45 +47,37 @@ inline Bytes boardAnswer(Wire w, const std::string& data) {
     return framed(w == Wire::Direct ? Bytes{0x02} : Bytes{0x01, 0x48, 0x29, 0x30}, data, true);
 }
 
-// Runs siusim with the words (through the shell, for at most 10 s) to its
-// end: exit status and output.
+// Runs siusim with the words (split at blanks) to its end: exit status and
+// what it wrote to stderr and stdout.
 inline std::pair<int, std::string> runSiusim(const std::string& words) {
-    FILE* p = popen(("timeout 10 " SIUSIM_EXE " " + words + " 2>&1").c_str(), "r");
-    std::string out;
-    char buf[256];
-    for (size_t n; p != nullptr && (n = fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-    const int status = p != nullptr ? pclose(p) : -1;
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+    siutest::Args argv{SIUSIM_EXE};
+    std::istringstream in(words);
+    for (std::string w; in >> w;) argv.push_back(w);
+    const siutest::Result r = siutest::run(argv);
+    return {r.status, r.err + r.out};
 }
 
 // A running simulator: siusim --link <link> plus extra (the link a fresh
 // temporary path by default), with the line opened as the host opens it.
 struct Sim {
-    explicit Sim(Wire w = Wire::Direct, const std::vector<std::string>& extra = {},
-                 const std::string& at = "")
-        : linkPath(at.empty() ? tmp.file("line") : at), wire(w) {
-        std::string command = "exec " SIUSIM_EXE " --link " + linkPath + " --protocol " +
-                              (w == Wire::Direct ? "direto" : "485");
-        for (const std::string& word : extra) command += " " + word;
-        command += " >" + tmp.file("out") + " 2>&1";
-        if ((pid = fork()) == 0) {
-            execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-            _exit(127);
-        }
+    explicit Sim(Wire w = Wire::Direct, const siutest::Args& extra = {}, const std::string& at = "")
+        : linkPath(at.empty() ? tmp.file("line") : at),
+          wire(w),
+          process(siutest::Args{SIUSIM_EXE, "--link", linkPath, "--protocol",
+                                w == Wire::Direct ? "direto" : "485"} + extra,
+                  tmp.file("out"), tmp.file("err")) {
         if (!siutest::waitFor([&] { return control("ping") == "OK"; }))
-            ADD_FAILURE() << "no siusim: " << siutest::readWholeFile(tmp.file("out"));
+            ADD_FAILURE() << "no siusim: " << siutest::readWholeFile(tmp.file("err"));
         fd = open(linkPath.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
         EXPECT_GE(fd, 0) << linkPath;
     }
-    ~Sim() {  // unless the test has reaped it
+    ~Sim() {
         if (fd >= 0) close(fd);
-        if (pid > 0 && waitpid(pid, nullptr, WNOHANG) == 0 && kill(pid, SIGKILL) == 0)
-            siutest::exitStatus(pid);
     }
 
     // One control command through siusim --control: its one-line answer.
     std::string control(const std::string& line) const {
-        const std::string out = runSiusim("--control " + linkPath + " '" + line + "'").second;
+        const std::string out = siutest::run({SIUSIM_EXE, "--control", linkPath, line}).out;
         return out.substr(0, out.find('\n'));
     }
     // One field of the "outputs" answer (leds, buzzer, key, motion).
@@ -132,7 +121,7 @@ struct Sim {
     siutest::TempDir tmp;
     const std::string linkPath;
     const Wire wire;
-    pid_t pid = -1;
+    siutest::Process process;
     int fd = -1;
 };
 

@@ -265,8 +265,8 @@ TEST(Lifecycle, QuitAndSignalsRemoveTheLinkAndSocketAndAStaleLinkIsReplaced) {
         const std::string ctl = sim.link() + ".ctl";
         ASSERT_EQ(0, access(ctl.c_str(), F_OK));
         EXPECT_EQ("OK", signal ? "OK" : sim.control("quit"));
-        if (signal) kill(sim.pid, signal);
-        EXPECT_EQ(signal == SIGKILL ? 128 + SIGKILL : 0, siutest::exitStatus(sim.pid)) << signal;
+        if (signal) sim.process.signal(signal);
+        EXPECT_EQ(signal == SIGKILL ? 128 + SIGKILL : 0, sim.process.wait(5s)) << signal;
         EXPECT_EQ(signal == SIGKILL,
                   std::filesystem::is_symlink(sim.link()) && access(ctl.c_str(), F_OK) == 0);
         if (signal == SIGKILL) Sim(Wire::Direct, {}, sim.link()).expectReply("V", "VSIUSIM 1.0");
