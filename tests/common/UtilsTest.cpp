@@ -45,16 +45,14 @@ TEST(Checksums, MatchThePublishedCheckValuesOf123456789AndLsbIsModulo255) {
     EXPECT_EQ(1u, lsb);  // 511 % 255, where a mask would give 0xFF
 }
 
-TEST(TextHelpers, ConvertHexTrimAndRemoveWithoutRunningOffTheText) {
+TEST(TextHelpers, ConvertHexAndTrimWithoutRunningOffTheText) {
     unsigned char bytes[3] = {0};
-    char text[7], blanks[] = "  \t ", dots[] = "a.b.c";
+    char text[7], blanks[] = "  \t ";
     CharToHex(bytes, "0aFf7C", 6);
     HexToChar(text, bytes, 3);
     EXPECT_STREQ("0AFF7C", text);
     rtrim(blanks);  // stops at the first character
     EXPECT_STREQ("", blanks);
-    EXPECT_EQ(0, removeCharFromString(dots, '.'));
-    EXPECT_STREQ("abc", dots);
 }
 
 TEST(Semaphores, TimedLocksKeepTheirClocksAndPlainLocksGiveUpAfterTheirBudget) {

@@ -205,7 +205,6 @@ TEST(SiudLimits, OversizedMessagesAndClientsBeyondTheLimitAreClosedWithTheirCode
     big->send(Client::command("Common.Status", 1, {{"pad", std::string(1100, 'x')}}));
     EXPECT_TRUE(siutest::waitFor([&] { return big->receive(10ms), big->closed(); }));
     EXPECT_EQ(1009, big->closeCode());  // message too big
-    // its place is free again
     auto another = d.client();
     run(*another, "Common.Status");
     run(*second, "Common.Status");
