@@ -22,7 +22,7 @@ const char* const logLibraryName = "NorvaSensorBoard.so";
 namespace {
 
 // Size of the working buffers of the two columns, and the longest class name.
-const size_t kColumnSize = 1024;
+constexpr size_t kColumnSize = Log::kColumnSize;
 const size_t kMaxClassName = 512;
 
 std::unique_ptr<char[]> joinText(const char* first, const char* second) {
@@ -215,39 +215,17 @@ Log::Channel Log::maintenanceChannel() {
             logSession_Maintenance};
 }
 
-namespace {
-
-// The two extra columns of a record, empty when they cannot be built.
-struct Columns {
-    std::unique_ptr<char[]> libName;
-    std::unique_ptr<char[]> info;
-    const char* lib() const { return libName ? libName.get() : ""; }
-    const char* information() const { return info ? info.get() : ""; }
-};
-
-Columns columnsOf(Log& log, const char* caller) {
-    Columns columns;
-    char* lib = nullptr;
-    char* info = nullptr;
-    if (log.getLogInfo(caller, &lib, &info) == SUCCESS) {
-        columns.libName.reset(lib);
-        columns.info.reset(info);
-    }
-    return columns;
-}
-
-}  // namespace
-
 void Log::write(const Channel& channel, eLogLevel eLevel, const char* pcCaller,
                 const char* pcBuffer) {
     if (!bEnable || !levelEnabled(eLevel)) return;
-    Columns columns = columnsOf(*this, pcCaller);
+    Columns columns;
+    buildColumns(pcCaller, &columns);
     const char* text = orEmpty(pcBuffer);
 
     ProcessLock::Wait wait;
     ProcessLockHold hold(channel.lock->lock, channelBudget(*channel.lock), &wait);
-    if (!admitted(channel, hold, wait, columns.lib(), columns.information())) return;
-    emit(channel, eLevel, columns.lib(), columns.information(), text);
+    if (!admitted(channel, hold, wait, columns.lib, columns.info)) return;
+    emit(channel, eLevel, columns.lib, columns.info, text);
 }
 
 void Log::emit(const Channel& channel, eLogLevel eLevel, const char* lib, const char* info,
@@ -291,21 +269,22 @@ void Log::writeHex(const Channel& channel, eLogLevel eLevel, const char* pcCalle
                    const char* pcBuffer, const unsigned char* pucHexBuffer,
                    unsigned int uiHexBufferLength) {
     if (!bEnable || !levelEnabled(eLevel)) return;
-    Columns columns = columnsOf(*this, pcCaller);
+    Columns columns;
+    buildColumns(pcCaller, &columns);
     const char* text = orEmpty(pcBuffer);
     if (pucHexBuffer == nullptr) uiHexBufferLength = 0;
 
     ProcessLock::Wait wait;
     ProcessLockHold hold(channel.lock->lock, channelBudget(*channel.lock), &wait);
-    if (!admitted(channel, hold, wait, columns.lib(), columns.information())) return;
+    if (!admitted(channel, hold, wait, columns.lib, columns.info)) return;
     if (isNewVersion) {
         if (islogWriteToFileHex2())
-            logWriteToFileHex2(channel.session, eLevel, columns.lib(), columns.information(), text,
+            logWriteToFileHex2(channel.session, eLevel, columns.lib, columns.info, text,
                                pucHexBuffer, uiHexBufferLength);
         else
             logWriteToFileHex(channel.session, eLevel, text, pucHexBuffer, uiHexBufferLength);
     } else {
-        logBuffer(logPath.get(), channel.name, eLevel, columns.lib(), columns.information(), text,
+        logBuffer(logPath.get(), channel.name, eLevel, columns.lib, columns.info, text,
                   pucHexBuffer, uiHexBufferLength);
     }
 }
@@ -369,13 +348,29 @@ int Log::getLogInfo(const char* pcCaller, char** lpcLibName, char** lpcInfo) {
     if (lpcLibName == nullptr || lpcInfo == nullptr) return ERR_GEN_INVALID_POINTER;
     *lpcLibName = nullptr;
     *lpcInfo = nullptr;
+    Columns columns;
+    buildColumns(pcCaller, &columns);
+    try {
+        Text libCopy = copyText(columns.lib);
+        Text infoCopy = copyText(columns.info);
+        *lpcLibName = libCopy.release();
+        *lpcInfo = infoCopy.release();
+    } catch (const std::bad_alloc&) {
+        return ERR_GEN_OUT_OF_MEMORY;
+    }
+    return SUCCESS;
+}
 
-    char lib[kColumnSize] = "";
-    char info[kColumnSize] = "";
+// Built in place: every record takes its columns, and two allocations a
+// record showed in the cost of an exchange with logging on.
+void Log::buildColumns(const char* pcCaller, Columns* columns) const {
+    char* lib = columns->lib;
+    char* info = columns->info;
+    lib[0] = info[0] = '\0';
     unsigned int mask = static_cast<unsigned int>(logInfo);
     if (mask & (1u << eLogInfo_LibName)) append(lib, logLibraryName, std::strlen(logLibraryName));
     if (mask & (1u << eLogInfo_ThreadId))
-        std::snprintf(info, sizeof info, "ThrId: %lu ", UtlGetCurrentThreadId());
+        std::snprintf(info, kColumnSize, "ThrId: %lu ", UtlGetCurrentThreadId());
 
     unsigned int callerBits = (1u << eLogInfo_Class) | (1u << eLogInfo_Function);
     if (pcCaller != nullptr && (mask & callerBits) != 0) {
@@ -391,16 +386,6 @@ int Log::getLogInfo(const char* pcCaller, char** lpcLibName, char** lpcInfo) {
                 appendField(info, function, std::strlen(function));
         }
     }
-
-    try {
-        Text libCopy = copyText(lib);
-        Text infoCopy = copyText(info);
-        *lpcLibName = libCopy.release();
-        *lpcInfo = infoCopy.release();
-    } catch (const std::bad_alloc&) {
-        return ERR_GEN_OUT_OF_MEMORY;
-    }
-    return SUCCESS;
 }
 
 void Log::logClean() {

@@ -79,6 +79,8 @@ public:
     // Builds the library-name and information columns of a record as new[]
     // texts the caller frees. 0, or ERR_GEN_INVALID_POINTER for a null output.
     int getLogInfo(const char* pcCaller, char** lpcLibName, char** lpcInfo);
+    // The longest column, terminator included.
+    static constexpr size_t kColumnSize = 1024;
 
     // Back to the unconfigured state (closes the sessions too).
     void logClean();
@@ -108,6 +110,13 @@ public:
     unsigned int droppedRecords() const { return dropped.load(); }
 
 private:
+    // The library-name and information columns of a record.
+    struct Columns {
+        char lib[kColumnSize];
+        char info[kColumnSize];
+    };
+    void buildColumns(const char* pcCaller, Columns* columns) const;
+
     typedef std::unique_ptr<char[]> Text;
 
     // A channel's cross-process lock and who kept it from the last record.
