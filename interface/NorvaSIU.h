@@ -23,6 +23,10 @@
  * service at the same time. SIU_Close waits until no command of any service
  * is running.
  *
+ * Waits: no call waits without a bound. A port that another process keeps
+ * past its budget, or the library's own table held by a thread stuck on a
+ * fault, returns SIU_ERR_SEM_TIMEOUT instead of blocking the caller.
+ *
  * Memory: the library allocates only the firmware version text of
  * SIU_GetDeviceInfo; release it with SIU_freeBuffer. Everything else is
  * written into the caller's own variables and arrays.
@@ -53,6 +57,7 @@ extern "C" {
 #define SIU_ERR_CFG_INI_FILE_NOT_FOUND (-20003)
 #define SIU_ERR_CFG_GETMODULEPATH (-20004)
 #define SIU_ERR_CFG_INVALID_VALUE (-20006)
+#define SIU_ERR_SEM_TIMEOUT (-30002)
 #define SIU_ERR_SER_PORT_NOT_OPENED (-40001)
 #define SIU_ERR_SER_INVALID_PROTOCOL (-40002)
 #define SIU_ERR_SER_OPEN_FAILED (-40003)
